@@ -1,0 +1,163 @@
+#include <link.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+#include "Bus.h"
+#include "Commands.h"
+#include "HostFile.h"
+#include "Layout.h"
+#include "Process.h"
+#include "Set.h"
+#include "Supervise.h"
+
+namespace vbset {
+namespace {
+
+constexpr int exitNotExecutable = 126;
+constexpr int exitNotFound = 127;
+
+/** The address of a bus that no one can connect to: below a file that is no directory. */
+constexpr const char* noBusAddress = "unix:path=/dev/null/no-bus";
+
+/** The runtime of the sanitizer that this command was built with, when it was.
+ *
+ * A sanitizer's runtime must come before every other library of a process. The preloaded library comes before those
+ * that the program names itself, so in a sanitizer build the runtime is preloaded too, ahead of it. */
+std::string SanitizerRuntime()
+{
+    std::string runtime;
+    const auto look = [](dl_phdr_info* object, std::size_t, void* found) {
+        const std::string name = object->dlpi_name;
+        if (name.find("/libasan.so") != std::string::npos || name.find("/libtsan.so") != std::string::npos) {
+            *static_cast<std::string*>(found) = name;
+        }
+        return 0;
+    };
+    dl_iterate_phdr(look, &runtime);
+    return runtime;
+}
+
+/** What of another program is reported as a leak is not for it to change that program's exit status. A program built
+ * with the sanitizer names its runtime and is left to look for leaks. */
+void LookForNoLeaksOfOthers(EnvironmentChanges& changes, const std::filesystem::path& program)
+{
+    const std::string runtime = SanitizerRuntime();
+    const std::string name = runtime.substr(runtime.rfind('/') + 1);
+    if (name.rfind("libasan.so", 0) == 0 && ReadHostText(program).value_or(name).find(name) == std::string::npos) {
+        const char* const options = std::getenv("ASAN_OPTIONS");
+        changes["ASAN_OPTIONS"] = (options != nullptr ? options + std::string(":") : "") + "detect_leaks=0";
+    }
+}
+
+std::string Preload()
+{
+    const std::string own = PathsLibrary().string();
+    // The dynamic linker passes over a library that it does not find, and the program would see the host's paths.
+    if (!std::filesystem::is_regular_file(own)) {
+        throw Error("there is no " + own);
+    }
+    if (own.find_first_of(" :") != std::string::npos) {
+        throw Error(own + " cannot be preloaded: the path has a blank or a colon");
+    }
+    std::string libraries = SanitizerRuntime();
+    libraries += (libraries.empty() ? "" : ":") + own;
+    const char* const others = std::getenv("LD_PRELOAD");
+    return others != nullptr && *others != '\0' ? libraries + ":" + others : libraries;
+}
+
+std::string Joined(const std::vector<std::string>& words)
+{
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
+Launch PlanLaunch(const RunOptions& options, const std::filesystem::path& program, const std::string& preload,
+                  const Set& set)
+{
+    EnvironmentChanges changes = {{"LD_PRELOAD", preload}, {"VBSET_REAL_TIME", std::nullopt}};
+    if (options.realTime) {
+        changes["VBSET_REAL_TIME"] = "1";
+    }
+    if (options.noBus) {
+        changes["DBUS_SYSTEM_BUS_ADDRESS"] = noBusAddress;
+    }
+    LookForNoLeaksOfOthers(changes, program);
+    Launch launch;
+    launch.program = program;
+    launch.arguments = options.program;
+    launch.environment = Environment(changes);
+    launch.directory = layout::WorkingDirectory(set.TvDirectory());
+    launch.endsWithParent = true;
+    return launch;
+}
+
+/** The last line of the trace: what the program did before it hung. */
+std::string LastInteraction(const Set& set)
+{
+    std::string trace = ReadHostText(layout::TraceFile(set.TvDirectory())).value_or("");
+    if (!trace.empty() && trace.back() == '\n') {
+        trace.pop_back();
+    }
+    return trace.substr(trace.rfind('\n') + 1);
+}
+
+int RunOnSet(const RunOptions& options, const std::filesystem::path& program, const std::string& preload,
+             const Set& set)
+{
+    Supervisor supervisor;
+    std::optional<Bus> bus;
+    if (!options.noBus) {
+        bus.emplace(set);
+    }
+    const pid_t process = Start(PlanLaunch(options, program, preload, set));
+    const int status = supervisor.Wait(process, options.timeout, [&] {
+        std::fprintf(stderr, "vbset: %s did not end within %g s and is ended; last in the trace: %s\n",
+                     options.program.front().c_str(), options.timeout, LastInteraction(set).c_str());
+    });
+    bus.reset();
+    supervisor.EndOrphans();
+    return status;
+}
+
+}  // namespace
+
+int Run(const RunOptions& options)
+{
+    Set set(options.tv, options.box);
+    for (const auto& [key, value] : options.faults) {
+        CheckFault(key, value);
+    }
+    const auto program = FindProgram(options.program.front());
+    if (!program) {
+        std::fprintf(stderr, "vbset: %s: no such program\n", options.program.front().c_str());
+        return exitNotFound;
+    }
+    if (access(program->c_str(), X_OK) != 0) {
+        std::fprintf(stderr, "vbset: %s: %s\n", options.program.front().c_str(), std::strerror(errno));
+        return exitNotExecutable;
+    }
+    const std::string preload = Preload();
+    set.Lock();
+    set.PowerOn();
+    set.SetFaults(options.faults);
+    set.BeginRun(Joined(options.program));
+    set.Enter();
+    return RunOnSet(options, *program, preload, set);
+}
+
+int Off(const std::filesystem::path& tv, const std::filesystem::path& box)
+{
+    Set set(tv, box);
+    set.Lock();
+    set.PowerOff();
+    return exitDone;
+}
+
+}  // namespace vbset
