@@ -1,0 +1,23 @@
+/** @file
+ * The one way to the platform log.
+ *
+ * A source file defines LOG_UNIT, the file name under which field engineers know its messages, before it logs. A concern
+ * that is spread over several files keeps one name.
+ */
+#pragma once
+
+#include <PlatformLog.h>
+
+inline constexpr int kLogMain = 0;
+inline constexpr int kLogInfo = 4;
+inline constexpr int kLogError = 6;
+
+/** Logs for an operation that is not the function at hand: a helper speaks in the name of what called it. */
+#define LOG_FOR(unit, function, priority, text, ...) \
+    __dlog_print(kLogMain, priority, "MIGVBX", "%s: %s(%d) > " text, unit, function, __LINE__, ##__VA_ARGS__)
+
+#define LOG_INFO(...) LOG_FOR(LOG_UNIT, __func__, kLogInfo, __VA_ARGS__)
+#define LOG_ERROR(...) LOG_FOR(LOG_UNIT, __func__, kLogError, __VA_ARGS__)
+
+/** The entry trace. It is an error by priority, so that it stays in logs from which information is filtered out. */
+#define LOG_ENTRY() LOG_ERROR("Migration -> Func -> %s \t\t@ line\t-> %d\t", __func__, __LINE__)

@@ -1,0 +1,86 @@
+/** @file
+ * The record of the picture file: three little-endian 32-bit words (item id, store type, size), then size bytes of data.
+ */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/** Items above this id (the CGA items) have one byte of data, the others a 16-bit value. */
+inline constexpr unsigned int kLastWordItemId = 1759;
+
+/** Header of one record. */
+struct PicFactoryData {
+    std::uint32_t UID = 0;
+    std::uint32_t StoreType = 0;
+    std::int32_t Size = 0;
+};
+
+inline constexpr std::size_t kRecordHeaderSize = 12;
+
+inline std::uint32_t LoadLittleEndian32(const unsigned char* bytes)
+{
+    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
+           static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
+}
+
+inline void StoreLittleEndian32(std::uint32_t value, unsigned char* bytes)
+{
+    for (int i = 0; i < 4; ++i) {
+        bytes[i] = static_cast<unsigned char>(value >> (8 * i));
+    }
+}
+
+inline void StoreHeader(const PicFactoryData& header, unsigned char* bytes)
+{
+    StoreLittleEndian32(header.UID, bytes);
+    StoreLittleEndian32(header.StoreType, bytes + 4);
+    StoreLittleEndian32(static_cast<std::uint32_t>(header.Size), bytes + 8);
+}
+
+/** What a record's data shows in the log: the first byte of a CGA item, else the first 16-bit word. */
+inline int LoggedValue(std::uint32_t uid, const unsigned char* data, std::size_t available)
+{
+    const int high = uid <= kLastWordItemId && available > 1 ? data[1] : 0;
+    return data[0] | high << 8;
+}
+
+/** A run of records in memory. The one place that knows where a header lies and whether a record lies in the buffer. */
+class PictureRecords {
+ public:
+    PictureRecords(const unsigned char* data, std::size_t length) : mData(data), mLength(length) {}
+
+    /** Reads the header at an offset. @return false when it does not lie in the buffer */
+    bool HeaderAt(std::size_t offset, PicFactoryData& header) const
+    {
+        if (mLength < kRecordHeaderSize || offset > mLength - kRecordHeaderSize) {
+            return false;
+        }
+        const unsigned char* const bytes = mData + offset;
+        header.UID = LoadLittleEndian32(bytes);
+        header.StoreType = LoadLittleEndian32(bytes + 4);
+        header.Size = static_cast<std::int32_t>(LoadLittleEndian32(bytes + 8));
+        return true;
+    }
+
+    /** @return whether the data that follow the header at an offset lie in the buffer; its size must be above 0 */
+    bool HasData(std::size_t offset, const PicFactoryData& header) const
+    {
+        return static_cast<std::size_t>(header.Size) <= mLength - offset - kRecordHeaderSize;
+    }
+
+    /** The data after the header at an offset. */
+    const unsigned char* DataAt(std::size_t offset) const { return mData + offset + kRecordHeaderSize; }
+
+    std::size_t Length() const { return mLength; }
+
+ private:
+    const unsigned char* mData;
+    std::size_t mLength;
+};
+
+/** Readers accept data of 1 to 255 bytes. */
+inline bool IsRecordSize(std::int32_t size)
+{
+    return size >= 1 && size <= 255;
+}

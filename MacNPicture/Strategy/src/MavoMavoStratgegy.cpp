@@ -1,0 +1,3 @@
+#include <MavoMavoStratgegy.h>
+
+template class SameGenerationStratgegy<MavoGeneration>;

@@ -1,0 +1,3 @@
+#include <RiloRiloStratgegy.h>
+
+template class SameGenerationStratgegy<RiloGeneration>;
