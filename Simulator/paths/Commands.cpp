@@ -86,7 +86,17 @@ bool IsVariable(const char* entry, const char* name)
     return std::strncmp(entry, name, length) == 0 && entry[length] == '=';
 }
 
-/** Copies an LD_PRELOAD entry without this library. @return false when nothing is left of it */
+/** What is preloaded for the caller alone: this library, and the runtime of the sanitizer that it is built with. The
+ * set's shell is not instrumented, and ThreadSanitizer's runtime does not bear that. */
+bool IsForCallerAlone(const char* name) noexcept
+{
+    for (const char* own : {"libvbset-paths.so", "libasan.so", "libtsan.so"}) {
+        if (std::strncmp(name, own, std::strlen(own)) == 0) return true;
+    }
+    return false;
+}
+
+/** Copies an LD_PRELOAD entry without what is for the caller alone. @return false when nothing is left of it */
 bool CopyOtherPreloads(const char* entry, char* out) noexcept
 {
     const std::size_t head = std::strlen("LD_PRELOAD=");
@@ -96,7 +106,7 @@ bool CopyOtherPreloads(const char* entry, char* out) noexcept
         const std::size_t length = std::strcspn(rest, ": ");
         const auto* name = static_cast<const char*>(memrchr(rest, '/', length));
         name = name == nullptr ? rest : name + 1;
-        if (length > 0 && std::strncmp(name, "libvbset-paths.so", std::strlen("libvbset-paths.so")) != 0) {
+        if (length > 0 && !IsForCallerAlone(name)) {
             if (size > head) out[size++] = ':';
             std::memcpy(out + size, rest, length);
             size += length;

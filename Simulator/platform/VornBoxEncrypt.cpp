@@ -66,8 +66,9 @@ long vb_get_file_size(const char* path)
 int vb_import_buf(unsigned char** buffer, int* length, const char* path, int option)
 {
     return vbset::Answer(-1, [&](const vbset::Here&) {
-        const int result = Import(buffer, length, path);
+        // Made first: without memory for them the call fails before there is a buffer to lose.
         const std::string args = std::string(path == nullptr ? "NULL" : path) + ' ' + std::to_string(option);
+        const int result = Import(buffer, length, path);
         return vbset::Traced("vb_import_buf", args, result, result == 0 ? std::to_string(*length) : "");
     });
 }
