@@ -1,0 +1,148 @@
+// Memory that runs out inside an exported function: it returns, and no exception leaves it.
+
+#include "ExportedCalls.h"
+
+#include <AllocationFailure.h>
+#include <CaseName.h>
+#include <FactoryInterface.h>
+#include <PlatformLog.h>
+#include <PlatformPath.h>
+#include <SystemInfo.h>
+#include <TestSet.h>
+#include <VBMigration.h>
+
+#include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <functional>
+
+namespace {
+
+/** Calls a function of the platform, whose own allocations are not at stake. */
+template <class Result, class... Arguments>
+Result OnThePlatform(const char* name, Arguments... arguments)
+{
+    const allocation_failure::Suspended suspended;
+    return reinterpret_cast<Result (*)(Arguments...)>(dlsym(RTLD_NEXT, name))(arguments...);
+}
+
+}  // namespace
+
+// The functions that are called most, so that a call has hundreds of allocations and not ten thousand, and those that the
+// making of a strategy calls.
+
+int __dlog_print(int log_id, int priority, const char* tag, const char* format, ...)
+{
+    char text[1024];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    const allocation_failure::Suspended suspended;
+    static const auto next = reinterpret_cast<decltype(&::__dlog_print)>(dlsym(RTLD_NEXT, "__dlog_print"));
+    return next(log_id, priority, tag, "%s", text);
+}
+
+const char* tzplatform_mkpath(int variable, const char* path)
+{
+    return OnThePlatform<const char*>("tzplatform_mkpath", variable, path);
+}
+
+int system_info_get_value_string(int key, char** value)
+{
+    return OnThePlatform<int>("system_info_get_value_string", key, value);
+}
+
+int GetMigrationItemSize(unsigned int uid, int* size)
+{
+    return OnThePlatform<int>("GetMigrationItemSize", uid, size);
+}
+
+int GetMigrationItemData(unsigned int uid, unsigned int* storeType, int* length, unsigned char* data)
+{
+    return OnThePlatform<int>("GetMigrationItemData", uid, storeType, length, data);
+}
+
+int SetMigrationItemData(unsigned int uid, unsigned int storeType, unsigned char* data, unsigned int size)
+{
+    return OnThePlatform<int>("SetMigrationItemData", uid, storeType, data, size);
+}
+
+namespace {
+
+int Convert()
+{
+    char text[10];
+    return migration_api_convert_factory_value_to_str(1716, 0, text);
+}
+
+class OutOfMemory : public OnSet {
+ protected:
+    OutOfMemory() { Start(); }
+
+    enum Outcome { kSucceeded, kFailed, kWrongResult, kNothingRanOut };
+
+    /** Has the @p nth allocation of the call fail, in a child. */
+    static Outcome CallWithFailure(const std::function<int()>& call, long nth)
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            allocation_failure::FailAny(nth);
+            const int result = call();
+            const bool failed = allocation_failure::Stop();
+            _exit(!failed ? kNothingRanOut : result == 0 ? kSucceeded : result == -1 ? kFailed : kWrongResult);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status) << " at allocation " << nth;
+        return WIFEXITED(status) ? static_cast<Outcome>(WEXITSTATUS(status)) : kWrongResult;
+    }
+};
+
+class OutOfMemoryIn : public OutOfMemory, public ::testing::WithParamInterface<NamedCall> {};
+
+}  // namespace
+
+TEST_P(OutOfMemoryIn, AnyAllocationTheCallReturnsWithADocumentedResult)
+{
+    long nth = 1;
+    Outcome outcome = kSucceeded;
+    for (; outcome == kSucceeded || outcome == kFailed; ++nth) {
+        outcome = CallWithFailure(GetParam().call, nth);
+    }
+    EXPECT_EQ(outcome, kNothingRanOut) << "at allocation " << nth;
+    EXPECT_GT(nth, 20);
+}
+
+const NamedCall kAllocatingCalls[] = {
+    {"notify", Notify},
+    {"restore", migration_api_restore_non_volatile_data},
+    {"dump", migration_api_dump_non_volatile_data},
+    {"sync", [] { return migration_api_do_vornBox_picture_data_sync(VB_INFO_VB_FAC_TO_TV_SPI); }},
+    {"SetFactoryItem", [] { return migration_api_set_factory_item(1713, 1); }},
+    {"Convert", Convert},
+    {"TestData", [] { return migration_api_get_vornBox_migration_test_data(20); }},
+    {"SetBootPartition", [] { return migration_api_SetBootPartition(1); }},
+    {"GetBootPartition", GetBootPartition},
+};
+
+INSTANTIATE_TEST_SUITE_P(Functions, OutOfMemoryIn, ::testing::ValuesIn(kAllocatingCalls), CaseName<NamedCall>);
+
+TEST_F(OutOfMemory, WithinTheMakingOfAStrategyIsToldLikeAStrategyThatCannotBeAllocated)
+{
+    const auto makeStrategy = [] { return GetMigrationStrategy(15) != nullptr ? 0 : -1; };
+    long failures = 0;
+    Outcome outcome = kSucceeded;
+    for (long nth = 1; outcome != kNothingRanOut; ++nth) {
+        outcome = CallWithFailure(makeStrategy, nth);
+        ASSERT_NE(outcome, kWrongResult);
+        failures += outcome == kFailed ? 1 : 0;
+    }
+    const Messages messages = Logged({"GetMigrationStrategy"});
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), Error("new failed for strategy ")), failures);
+    EXPECT_GT(failures, 1);  // the object, and its path texts
+}
