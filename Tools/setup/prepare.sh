@@ -1,0 +1,113 @@
+# Shared by ./demo and ./check: installs what is missing, configures and builds a preset. To be sourced.
+#
+# Quiet when all is well: each step's output goes to build/PRESET/*.log and is shown only when the step fails.
+
+project=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+program=$(basename "$0")
+
+# Where progress is shown: in place on a terminal, a line a step elsewhere.
+progress() {
+    if [ -t 1 ]; then
+        printf '\r\033[K%s' "$*"
+    else
+        printf '%s\n' "$*"
+    fi
+}
+
+end_progress() {
+    if [ -t 1 ]; then
+        printf '\r\033[K'
+    fi
+}
+
+fail() {
+    end_progress
+    printf '%s: %s\n' "$program" "$*" >&2
+    exit 1
+}
+
+has_header() {
+    [ -e "/usr/include/$1" ] || [ -e "/usr/local/include/$1" ]
+}
+
+# The Debian packages that are needed and not there.
+missing_packages() {
+    command -v cmake >/dev/null || echo cmake
+    command -v ninja >/dev/null || echo ninja-build
+    command -v g++ >/dev/null || echo g++
+    command -v pkg-config >/dev/null || echo pkg-config
+    command -v dbus-daemon >/dev/null || echo dbus-daemon
+    { command -v pkg-config >/dev/null && pkg-config --exists gio-2.0; } || echo libglib2.0-dev
+    has_header CLI/CLI.hpp || echo libcli11-dev
+    has_header nlohmann/json.hpp || echo nlohmann-json3-dev
+    has_header toml++/toml.h || echo libtomlplusplus-dev
+    has_header gtest/gtest.h || echo libgtest-dev
+}
+
+as_root() {
+    if [ "$(id -u)" = 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+install_packages() {
+    as_root apt-get update &&
+        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$@"
+}
+
+# Installs the packages named; a registry that fails is asked again, over several minutes.
+install_with_patience() {
+    local log=$project/build/packages.log pause
+    for pause in 10 20 40 60 90 0; do
+        progress "installing $*"
+        if install_packages "$@" >"$log" 2>&1; then
+            return 0
+        fi
+        [ "$pause" = 0 ] && break
+        progress "installing $*: failed, again in $pause s"
+        sleep "$pause"
+    done
+    end_progress
+    tail -n 20 "$log" >&2
+    fail "could not install $*: all of it is in build/packages.log"
+}
+
+install_what_is_missing() {
+    local missing
+    mapfile -t missing < <(missing_packages)
+    [ ${#missing[@]} = 0 ] && return 0
+    mkdir -p "$project/build"
+    command -v apt-get >/dev/null || fail "please install ${missing[*]}: there is no apt-get here to do it"
+    [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+        fail "please install ${missing[*]}: that takes root, and there is no sudo"
+    install_with_patience "${missing[@]}"
+    mapfile -t missing < <(missing_packages)
+    [ ${#missing[@]} = 0 ] || fail "still missing after the installation: ${missing[*]}"
+}
+
+# configure PRESET: once; afterwards ninja sees to it by itself.
+configure() {
+    [ -e "$project/build/$1/build.ninja" ] && return 0
+    mkdir -p "$project/build/$1"
+    progress "$1: configuring"
+    (cd "$project" && cmake --preset "$1") >"$project/build/$1/configure.log" 2>&1 && return 0
+    rm -f "$project/build/$1/build.ninja"
+    end_progress
+    cat "$project/build/$1/configure.log" >&2
+    return 1
+}
+
+# build PRESET [TARGET...]
+build() {
+    local directory=$project/build/$1
+    configure "$1" || return 1
+    ninja -C "$directory" -n "${@:2}" 2>/dev/null | grep -q '^ninja: no work to do' && return 0
+    progress "$1: building"
+    ninja -C "$directory" "${@:2}" >"$directory/build.log" 2>&1 && return 0
+    end_progress
+    # What compiled well is of no interest, nor is what ninja says of its own work.
+    grep -v '^\[[0-9]*/[0-9]*\] ' "$directory/build.log" >&2
+    return 1
+}
