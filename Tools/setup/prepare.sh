@@ -42,6 +42,8 @@ missing_packages() {
     has_header nlohmann/json.hpp || echo nlohmann-json3-dev
     has_header toml++/toml.h || echo libtomlplusplus-dev
     has_header gtest/gtest.h || echo libgtest-dev
+    has_header gmock/gmock.h || echo libgmock-dev
+    has_header gmock/gmock.h || echo libgmock-dev
 }
 
 as_root() {
