@@ -14,7 +14,8 @@
  *
  * An operation sends one request text, blocks the calling thread in a main loop on the default context until the reply
  * has come, and returns what the reply says. Calls must not overlap. A call that fails (no bus, no service, error reply,
- * timeout) reads as status 0, which is success to every caller. The client does not reconnect to a lost bus.
+ * timeout) reads as status 0: success, except to a write, whose status is a count. A request that is not UTF-8 is not sent.
+ * The client does not reconnect to a lost bus.
  */
 class DBusClient {
  public:
@@ -26,11 +27,12 @@ class DBusClient {
     DBusClient(const DBusClient&) = delete;
     DBusClient& operator=(const DBusClient&) = delete;
 
-    /** Connects to the bus and makes the proxy; what fails is found out by the first call.
+    /** Connects to the bus and makes the proxy; what fails is not found out: calls then count as failed calls.
      * @return always true */
     bool Create();
 
-    /** Ends a blocked call, from any thread, and disconnects: every later operation blocks until the next Destroy().
+    /** Ends a blocked call, from any thread, and disconnects: every later operation blocks until the next Destroy(), or
+     * until Create() connects again.
      * @return false only while connected and before the first call */
     bool Destroy();
 
@@ -60,10 +62,10 @@ class DBusClient {
      * @return status; -1 for a reply that names this request's own code */
     int SendFileToNUF();
 
-    /** Selects the boot partition of the box; waits without limit. @return status */
+    /** Selects the boot partition; waits without limit. @return status */
     int SetBootPartition(int partition);
 
-    /** Reads the boot partition of the box; waits without limit.
+    /** Reads the boot partition; waits without limit.
      * @param partition  not null; receives the number, -1 without an accepted reply
      * @return status */
     int GetBootPartition(int* partition);
@@ -75,21 +77,23 @@ class DBusClient {
     int ConvertHexToint(char c);
     void ConvertStrToUchar(char* text, const int& length, unsigned char* out);
 
-    // Reply handlers; without a result the call counts as one that failed.
-    void ResponseHandeler(GObject* source, GAsyncResult* result, void* data);
-    void BuffReadResponse(GObject* source, GAsyncResult* result, void* data);
-
-    /** True while a buffer read is pending, so that its reply goes to BuffReadResponse(). */
-    bool IsReadPending() const { return mReadSize != 0; }
+    /** Takes the reply of a call by the number that the call was given, and ends it. A reply to a call that Destroy() has
+     * ended is dropped. */
+    void FinishCall(GAsyncResult* result, unsigned int call);
 
  private:
+    // Null is the reply of a failed call.
+    void HandleReply(GVariant* reply);
+    void ResponseHandeler(GVariant* reply);
+    void BuffReadResponse(GVariant* reply);
+
     std::string RequestText(int code, const std::string& first, const std::string& second, const std::string& third);
     int StatusOf(const char* operation, int code, const std::string& first, int timeoutMs);
     void Exchange(const char* operation, const std::optional<std::string>& request, int timeoutMs);
-    bool Send(const std::string& request, int timeoutMs);
-    GVariant* FinishCall(GAsyncResult* result);
+    void BeginCall();
+    void EndCall();
     void QuitLoop();
-    static gboolean QuitWaitingLoop(void* loop);
+    static gboolean QuitWaitingLoop(void* client);
 
     static std::atomic<DBusClient*> mDBusCInstance;
     static std::mutex mSingletonMutex;
@@ -104,8 +108,11 @@ class DBusClient {
     int mReadSize = 0;
     std::string mDelimiter;
 
-    std::mutex mLoopMutex;      // guards mLoop and mLoopWaits against Destroy() in another thread
-    bool mLoopWaits = false;    // from the making of a call's loop until it has returned
+    // What follows, and the reply members above, are guarded against Destroy() and a host's own main loop in other threads.
+    std::mutex mCallMutex;
+    bool mLoopWaits = false;       // from the making of a call's loop until it has returned
+    unsigned int mCall = 0;        // number of the most recent call
+    unsigned int mCallToQuit = 0;  // the one that a waiting quit is meant for
 };
 
 /** Completion callback of every call. */

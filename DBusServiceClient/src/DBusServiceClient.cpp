@@ -118,8 +118,6 @@ bool DBusClient::ReadOnServer(const char* path, const int& size, unsigned char* 
         mReadSize = size;
     }
     Exchange(__func__, request, kProxyTimeout);
-    mReadBuff = nullptr;  // a reply that comes after Destroy() must find no buffer
-    mReadSize = 0;
     return true;  // whatever the service answered: callers judge by what is in the buffer
 }
 
@@ -178,7 +176,9 @@ int DBusClient::SendFileToNUF()
 int DBusClient::SetBootPartition(int partition)
 {
     std::string number;
-    IntToGstring(partition, number);
+    if (mConnected) {
+        IntToGstring(partition, number);
+    }
     return StatusOf(__func__, kSetBootPartition, number, kNoTimeout);
 }
 

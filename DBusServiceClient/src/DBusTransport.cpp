@@ -19,6 +19,7 @@ constexpr const char* kInterfaceName = kServiceName;
 constexpr const char* kMethod = "ExecuteUserShell";
 
 constexpr int kReplyTokens = 4;
+constexpr unsigned int kQuitRetryMs = 1;
 constexpr int kMacSize = 6;
 constexpr int kMacDigits = 2 * kMacSize;
 
@@ -101,11 +102,9 @@ bool DBusClient::Create()
 
 bool DBusClient::Destroy()
 {
-    {
-        const std::lock_guard<std::mutex> lock(mLoopMutex);
-        if (mLoop == nullptr) {
-            return !mConnected;
-        }
+    const std::lock_guard<std::mutex> lock(mCallMutex);
+    if (mLoop == nullptr) {
+        return !mConnected;
     }
     mConnected = false;
     QuitLoop();
@@ -117,43 +116,44 @@ bool DBusClient::Destroy()
 void DBusClient::Exchange(const char* operation, const std::optional<std::string>& request, int timeoutMs)
 {
     LOG_FOR(LOG_UNIT, operation, kLogInfo, "  [VBMD] [Client] Reached here ");
-    {
-        const std::lock_guard<std::mutex> lock(mLoopMutex);
-        if (mLoop != nullptr) {
-            g_main_loop_unref(mLoop);
-        }
-        mLoop = g_main_loop_new(nullptr, FALSE);
-        mLoopWaits = true;
-    }
-    const bool answerWillCome = !request || Send(*request, timeoutMs);
-    if (answerWillCome) {
+    BeginCall();
+    if (!request) {
+        g_main_loop_run(mLoop);
+    } else if (!g_utf8_validate(request->c_str(), -1, nullptr)) {
+        // A bad argument, which no bus carries: no call is made, and the status stays at -1.
+    } else if (mProxy == nullptr) {
+        HandleReply(nullptr);  // a failed call, and no callback to wait for
+    } else {
+        g_dbus_proxy_call(mProxy, kMethod, g_variant_new("(s)", request->c_str()), G_DBUS_CALL_FLAGS_NONE, timeoutMs,
+                          nullptr, Callback, GUINT_TO_POINTER(mCall));
         g_main_loop_run(mLoop);
     }
-    {
-        const std::lock_guard<std::mutex> lock(mLoopMutex);
-        mLoopWaits = false;
-    }
-    if (!answerWillCome) {
-        Callback(nullptr, nullptr, nullptr);
-    }
+    EndCall();
     LOG_FOR(LOG_UNIT, operation, kLogInfo, "  [VBMD] [Client] Reached here ");
 }
 
-/** @return false when no callback can come: there is no bus or no proxy, or no bus can carry the text */
-bool DBusClient::Send(const std::string& request, int timeoutMs)
+void DBusClient::BeginCall()
 {
-    if (mProxy == nullptr || !g_utf8_validate(request.c_str(), -1, nullptr)) {
-        return false;
+    const std::lock_guard<std::mutex> lock(mCallMutex);
+    if (mLoop != nullptr) {
+        g_main_loop_unref(mLoop);
     }
-    g_dbus_proxy_call(mProxy, kMethod, g_variant_new("(s)", request.c_str()), G_DBUS_CALL_FLAGS_NONE, timeoutMs, nullptr,
-                      Callback, nullptr);
-    return true;
+    mLoop = g_main_loop_new(nullptr, FALSE);
+    mLoopWaits = true;
+    ++mCall;
 }
 
-/** Ends the call that waits, if one does. */
+void DBusClient::EndCall()
+{
+    const std::lock_guard<std::mutex> lock(mCallMutex);
+    mLoopWaits = false;
+    mReadBuff = nullptr;  // a reply that comes after Destroy() must find no buffer
+    mReadSize = 0;
+}
+
+/** Ends the call that waits, if one does; the mutex is held. */
 void DBusClient::QuitLoop()
 {
-    const std::lock_guard<std::mutex> lock(mLoopMutex);
     if (!mLoopWaits) {
         return;
     }
@@ -162,45 +162,52 @@ void DBusClient::QuitLoop()
         return;
     }
     // Made but not running yet: a quit now would be forgotten when it starts to run.
-    GSource* const source = g_idle_source_new();
+    mCallToQuit = mCall;
+    GSource* const source = g_timeout_source_new(kQuitRetryMs);
     g_source_set_priority(source, G_PRIORITY_HIGH);
-    g_source_set_callback(source, QuitWaitingLoop, g_main_loop_ref(mLoop),
-                          [](void* loop) { g_main_loop_unref(static_cast<GMainLoop*>(loop)); });
+    g_source_set_callback(source, QuitWaitingLoop, this, nullptr);
     g_source_attach(source, nullptr);
     g_source_unref(source);
 }
 
 /** Quits a loop until its call has returned: another thread may iterate the default context before it runs. */
-gboolean DBusClient::QuitWaitingLoop(void* loop)
+gboolean DBusClient::QuitWaitingLoop(void* data)
 {
-    DBusClient& client = *mDBusCInstance;
-    const std::lock_guard<std::mutex> lock(client.mLoopMutex);
-    if (!client.mLoopWaits || client.mLoop != loop) {
+    DBusClient& client = *static_cast<DBusClient*>(data);
+    const std::lock_guard<std::mutex> lock(client.mCallMutex);
+    if (!client.mLoopWaits || client.mCallToQuit != client.mCall) {
         return G_SOURCE_REMOVE;
     }
     g_main_loop_quit(client.mLoop);
     return G_SOURCE_CONTINUE;
 }
 
-void Callback(GObject* source, GAsyncResult* result, void* data)
+void Callback(GObject*, GAsyncResult* result, void* call)
 {
-    DBusClient* const client = DBusClient::Instance();
-    if (client->IsReadPending()) {
-        client->BuffReadResponse(source, result, data);
-    } else {
-        client->ResponseHandeler(source, result, data);
+    DBusClient::Instance()->FinishCall(result, GPOINTER_TO_UINT(call));
+}
+
+void DBusClient::FinishCall(GAsyncResult* result, unsigned int call)
+{
+    const std::lock_guard<std::mutex> lock(mCallMutex);
+    g_autoptr(GVariant) reply = g_dbus_proxy_call_finish(mProxy, result, nullptr);
+    if (call == mCall && mLoopWaits) {
+        HandleReply(reply);
+        QuitLoop();
     }
 }
 
-/** @return the reply, to be released by the caller; null when the call failed */
-GVariant* DBusClient::FinishCall(GAsyncResult* result)
+void DBusClient::HandleReply(GVariant* reply)
 {
-    return result != nullptr ? g_dbus_proxy_call_finish(mProxy, result, nullptr) : nullptr;
+    if (mReadSize != 0) {
+        BuffReadResponse(reply);
+    } else {
+        ResponseHandeler(reply);
+    }
 }
 
-void DBusClient::ResponseHandeler(GObject*, GAsyncResult* result, void*)
+void DBusClient::ResponseHandeler(GVariant* reply)
 {
-    g_autoptr(GVariant) reply = FinishCall(result);
     const char* const text = ReplyText(reply);
     LOG_INFO("[VBMD][Client] Client received: %s ", text != nullptr ? text : "(null)");
     g_auto(GStrv) tokens = SplitReply(text);
@@ -220,13 +227,11 @@ void DBusClient::ResponseHandeler(GObject*, GAsyncResult* result, void*)
     } else {
         LOG_ERROR("[VBMD] [Client] Wrong Function called");
     }
-    QuitLoop();
 }
 
-void DBusClient::BuffReadResponse(GObject*, GAsyncResult* result, void*)
+void DBusClient::BuffReadResponse(GVariant* reply)
 {
     LOG_INFO("[VBMD] [Client]  Being Called ");
-    g_autoptr(GVariant) reply = FinishCall(result);
     const char* const text = ReplyText(reply);
     LOG_INFO("[VBMD][Client] Client received: %s ", text != nullptr ? text : "(null)");
     g_auto(GStrv) tokens = SplitReply(text);
@@ -248,5 +253,4 @@ void DBusClient::BuffReadResponse(GObject*, GAsyncResult* result, void*)
     }
     mReadBuff = nullptr;
     mReadSize = 0;
-    QuitLoop();
 }

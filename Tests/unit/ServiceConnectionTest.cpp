@@ -272,7 +272,6 @@ TEST_F(ServiceConnection, ACallBlocksAfterDestroyUntilTheNextOne)
         EXPECT_TRUE(client.Destroy());
         EXPECT_TRUE(read.get());
         EXPECT_EQ(byte, 7);
-        EXPECT_FALSE(client.IsReadPending());
     }
     EXPECT_THAT(Calls({"request"}), IsEmpty());
     EXPECT_THAT(Logged({"ResponseHandeler", "BuffReadResponse"}), IsEmpty());
@@ -318,6 +317,24 @@ TEST_F(ServiceConnection, CreateConnectsAgainAfterDestroy)
     EXPECT_EQ(Calls({"request"}).size(), 2u);
 }
 
+TEST_F(ServiceConnection, AReplyToACallThatDestroyEndedEndsNoLaterOne)
+{
+    StartService();
+    DBusClient& client = *DBusClient::Instance();
+    Fault("service.delay", "300");
+    auto first = InThread([&client] { return client.SendCmdToServer("mkdir -p /opt/tv/x"); });
+    UntilServiceHasTaken(1);
+    client.Destroy();
+    EXPECT_EQ(first.get(), -1);
+
+    auto second = InThread([&client] { return client.SendCmdToServer("mkdir -p /opt/tv/y"); });
+    Until([this] { return Calls({"request"}).size() == 1; });
+    EXPECT_TRUE(IsBlocked(second));
+    client.Destroy();
+    EXPECT_EQ(second.get(), -1);
+    EXPECT_THAT(Logged({"ResponseHandeler"}), IsEmpty());
+}
+
 TEST_F(ServiceConnection, AReadReplyThatComesAfterDestroyWritesNowhere)
 {
     StartService();
@@ -335,6 +352,23 @@ TEST_F(ServiceConnection, AReadReplyThatComesAfterDestroyWritesNowhere)
         return Calls({"request"}).size() == 1;
     });
     EXPECT_THAT(bytes, ElementsAre(1, 2, 3, 4, 5, 6));  // the caller may have released them long ago
+}
+
+TEST_F(ServiceConnection, AReplyToACallThatDestroyHasEndedIsNotTakenForTheNextOne)
+{
+    StartService();
+    DBusClient& client = *DBusClient::Instance();
+    Fault("service.delay", "200");
+    auto ended = InThread([&client] { return client.PathExists("/opt/tv/nothing"); });
+    UntilServiceHasTaken(1);
+    client.Destroy();
+    EXPECT_EQ(ended.get(), -1);
+
+    client.Create();
+    Fault("service.delay", "500");
+    Fault("service.reply.3", "3:42:0");
+    EXPECT_EQ(client.PathExists("/dev/mtdblock3"), 42);
+    EXPECT_EQ(Calls({"request"}).size(), 2u);
 }
 
 // Beside a main loop of the caller's own.
