@@ -52,7 +52,7 @@ int MigrationCommon::SetVornBoxSystemConfig()
     LOG_INFO("SetVornBoxSystemConfig <============ ");
     int result = 0;
     if (ReadKey(SYSTEM_INFO_KEY_TV_YEAR, miTVYear)) {
-        LOG_INFO("In VBMigration TVYear is : %d", miTVYear);
+        LOG_INFO("In VBMigration TVYear is : %d", ReadConfig(miTVYear));
     } else {
         LOG_ERROR("Invalid TV Year information from SystemConfig...");
         result = -1;
@@ -60,24 +60,25 @@ int MigrationCommon::SetVornBoxSystemConfig()
     // Any later key that can be read makes the whole a success again: callers only ask whether the platform answers.
     if (ReadKey(SYSTEM_INFO_KEY_VB_YEAR, miVBYear)) {
         result = 0;
-        LOG_INFO("In VBMigration VBYear is : %d", miVBYear);
+        LOG_INFO("In VBMigration VBYear is : %d", ReadConfig(miVBYear));
     } else {
         LOG_ERROR("Invalid VB Year information from SystemConfig...");
     }
     if (ReadKey(SYSTEM_INFO_KEY_TV_MAIN_CHIP, miTVMainChip)) {
         result = 0;
         LOG_INFO("In VBMigration TVChip is : [%d].. Compare values from system_info_type.h:system_info_tv_side_main_chip "
-                 "enum ", miTVMainChip);
+                 "enum ", ReadConfig(miTVMainChip));
     } else {
         LOG_ERROR("Invalid TV Chip information from SystemConfig...");
     }
     if (ReadKey(SYSTEM_INFO_KEY_VB_MAIN_CHIP, miVBMainChip)) {
         result = 0;
         LOG_INFO("In VBMigration VBChip is : [%d].. Compare values from system_info_type.h:system_info_vb_side_main_chip "
-                 "enum ", miVBMainChip);
+                 "enum ", ReadConfig(miVBMainChip));
     } else {
         LOG_ERROR("Invalid VornBox Chip information from SystemConfig...");
     }
+    WriteConfig(bDLSupported, false);
     int duolink = 0;
     const bool duolinkRead = system_info_get_value_int(SYSTEM_INFO_KEY_DUOLINK, &duolink) == 0;
     WriteConfig(bDLSupported, duolink == 1);  // by the value alone, whatever the call said of itself
@@ -91,7 +92,7 @@ int MigrationCommon::SetVornBoxSystemConfig()
 }
 
 int MigrationCommon::ExecuteUserShell(const char* command, bool bServer)
-{
+try {
     LOG_INFO("Command to be executed is [%s]", command);
     if (bServer) {
         LOG_INFO("Command to be executed on server is [%s]", command);
@@ -117,4 +118,6 @@ int MigrationCommon::ExecuteUserShell(const char* command, bool bServer)
     const int exitStatus = (status >> 8) & 0xFF;
     LOG_INFO("After Convertions Return val [%d] ", exitStatus);
     return exitStatus;
+} catch (...) {
+    return -1;
 }

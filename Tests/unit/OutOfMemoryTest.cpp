@@ -4,6 +4,7 @@
 
 #include <AllocationFailure.h>
 #include <CaseName.h>
+#include <DBusServiceClient.h>
 #include <FactoryInterface.h>
 #include <PlatformLog.h>
 #include <PlatformPath.h>
@@ -18,6 +19,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 
 namespace {
@@ -84,7 +86,18 @@ class OutOfMemory : public OnSet {
  protected:
     OutOfMemory() { Start(); }
 
+    static constexpr int kThrown = 1000;
+
     enum Outcome { kSucceeded, kFailed, kWrongResult, kNothingRanOut };
+
+    static int ResultOf(const std::function<int()>& call)
+    {
+        try {
+            return call();
+        } catch (...) {
+            return kThrown;
+        }
+    }
 
     /** Has the @p nth allocation of the call fail, in a child. */
     static Outcome CallWithFailure(const std::function<int()>& call, long nth)
@@ -92,7 +105,7 @@ class OutOfMemory : public OnSet {
         const pid_t child = fork();
         if (child == 0) {
             allocation_failure::FailAny(nth);
-            const int result = call();
+            const int result = ResultOf(call);
             const bool failed = allocation_failure::Stop();
             _exit(!failed ? kNothingRanOut : result == 0 ? kSucceeded : result == -1 ? kFailed : kWrongResult);
         }
@@ -145,4 +158,43 @@ TEST_F(OutOfMemory, WithinTheMakingOfAStrategyIsToldLikeAStrategyThatCannotBeAll
     const Messages messages = Logged({"GetMigrationStrategy"});
     EXPECT_EQ(std::count(messages.begin(), messages.end(), Error("new failed for strategy ")), failures);
     EXPECT_GT(failures, 1);  // the object, and its path texts
+}
+
+TEST_F(OutOfMemory, ForACommandOnTheServiceIsAFailedCommand)
+{
+    const auto run = [] { return MigrationCommon::ExecuteUserShell("/usr/bin/MigrationScript.sh cleanbkup", true); };
+    DBusClient::Instance();
+    long nth = 1;
+    while (CallWithFailure(run, nth) == kFailed) {
+        ++nth;
+    }
+    EXPECT_GT(nth, 1);
+    EXPECT_EQ(CallWithFailure(run, nth), kNothingRanOut) << "at allocation " << nth;
+}
+
+TEST_F(OutOfMemory, InADumpLeavesTheBackupPathForTheNextOne)
+{
+    // The second dump of a process would otherwise look for the backup folder below itself.
+    const auto twice = [] {
+        const int first = migration_api_dump_non_volatile_data();
+        const bool ranOut = allocation_failure::Stop();
+        migration_api_dump_non_volatile_data();
+        return ranOut ? first : kThrown;
+    };
+    long nth = 1;
+    for (;; ++nth) {
+        const pid_t child = fork();
+        if (child == 0) {
+            allocation_failure::FailAny(nth);
+            _exit(twice() == kThrown ? 1 : 0);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        const auto folder = Set().Map("/opt/tv/migration/korvane_vbmg/SP_VB_Data/SP_VB_Data").value();
+        ASSERT_FALSE(std::filesystem::exists(folder)) << "at allocation " << nth;
+        if (status != 0) {
+            break;
+        }
+    }
+    EXPECT_GT(nth, 20);
 }

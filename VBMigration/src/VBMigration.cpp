@@ -51,7 +51,7 @@ MigrationStrategy* NewStrategy()
 {
     try {
         return new (std::nothrow) Strategy;
-    } catch (const std::bad_alloc&) {  // of its path texts: the same as having no memory for the object
+    } catch (const std::exception&) {  // of its path texts: the same as having no memory for the object
         return nullptr;
     }
 }
@@ -158,13 +158,12 @@ try {
         const std::lock_guard<std::mutex> lock(VBMigrationlock);
         LOG_INFO("migration_final lock achieved");
         LOG_INFO("pMigrationService Deleted VBMigration ");
-        VEMigration* const migrator = pVEMigration;
+        VEMigration* const migrator = pVEMigration.exchange(nullptr);  // the strategy's own pointer stays as it is
         if (migrator != nullptr) {
             if (migrator->FlagCreate()) {
                 migrator->Destroy();
             }
             delete migrator;
-            pVEMigration = nullptr;  // the strategy's own pointer stays as it is
         }
         LOG_INFO("pVEMigration destructed VBMigration ");
     }
@@ -265,7 +264,8 @@ try {
     }
     const VB_FactoryItemNode_t node = ItemNode(item_id);
     LOG_INFO("Special ID[%d],Set Val[%d]", item_id, value);
-    return get_vemigration_instance()->SetFactoryItem(&node, value) == 0 ? 0 : -1;
+    VEMigration* const migrator = get_vemigration_instance();  // asked again, as ever: the log shows both
+    return migrator != nullptr && migrator->SetFactoryItem(&node, value) == 0 ? 0 : -1;
 } catch (...) {
     return -1;
 }
@@ -282,7 +282,8 @@ try {
     }
     VB_FactoryItemNode_t node = ItemNode(item_id);
     LOG_INFO("Special ID[%d],Set Val[%d]", item_id, value);
-    if (get_vemigration_instance()->ConvertValueToStr(&node, value, out) != 0) {
+    VEMigration* const migrator = get_vemigration_instance();
+    if (migrator == nullptr || migrator->ConvertValueToStr(&node, value, out) != 0) {
         LOG_ERROR("Call to ConvertValueToStr Failed");
         return -1;
     }

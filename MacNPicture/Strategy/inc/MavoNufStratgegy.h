@@ -26,9 +26,11 @@ class MavoNufStratgegy final : public MigrationStrategy {
     bool NotifyMigrationImplBkup(const VB_VornBoxMigrationProgress_k& progress) override;
     bool NotifyMigrationImplRestore(const VB_VornBoxMigrationProgress_k& progress) override;
 
-    /** Has the service fetch the archive from the box. @return whether it says that it did */
+    /** Has the service fetch the archive from the box.
+     * @return whether the reply's status is 0: true also when the call fails, and false when the service answers under
+     * the request's own code, whatever it did */
     bool GetFileFromNUF();
-    /** Has the service send the archive to the box. @return whether it says that it did */
+    /** Has the service send the archive to the box. @return likewise */
     bool SendFileToNUF();
 
  private:

@@ -81,11 +81,13 @@ class MigrationStrategy {
     /** @return whether exactly @p size bytes could be read */
     bool ReadRAWBlock(const char* path, const int& size, unsigned char* buffer);
     /** @param size  at most 6
-     * @return whether there is a client and a buffer; what the service could not read is left as it was */
+     * @return whether there is a client and a buffer; without an accepted reply the buffer is left alone, digits that
+     * are missing from one read as 0 */
     bool ExcuteBlockReadOnServer(const char* path, const int& size, unsigned char* buffer);
     /** @return whether the service wrote exactly @p size bytes */
     bool WriteToFileServer(const char* path, unsigned char* buffer, const int& size);
-    /** @return whether the path can be opened here or, refused with EACCES, exists for the service */
+    /** @return whether the path can be opened here or, refused with EACCES, exists for the service (also when that does
+     * not answer) */
     bool IsExists(const char* path);
     /** @return whether the raw MAC block is blank: true means that a backup is still to be made; false also when the
      * block could not be read */
@@ -110,8 +112,21 @@ class MigrationStrategy {
 
     /** Reads the 6 bytes of the raw MAC block, here or on the service; speaks for an operation of a concrete strategy. */
     bool ReadMacBlockHereOrOnServer(const char* unit, const char* operation, unsigned char* mac);
-    /** Lets the restore path name "SP_VB_Data/" below it when that exists, else the legacy folder. */
+    /** Lets the restore path name "SP_VB_Data/" below it when that exists, else the legacy folder. It starts from the path
+     * as it is: a second restore looks below what the first one chose. */
     void UseBackupFolderOrLegacyFolder();
+
+    /** Ends a dump, however it is left: has the factory data synced, then puts the backup path back. */
+    class EndOfDump {
+     public:
+        explicit EndOfDump(MigrationStrategy& strategy) : mStrategy(strategy) {}
+        ~EndOfDump();
+        EndOfDump(const EndOfDump&) = delete;
+        EndOfDump& operator=(const EndOfDump&) = delete;
+
+     private:
+        MigrationStrategy& mStrategy;
+    };
 
     VEMigration* mpObserver = nullptr;
     std::string mBackupPath;
@@ -143,5 +158,3 @@ inline constexpr const char* kLegacyFolder = "TD/Migration/";
 
 inline constexpr int kMacSize = 6;
 
-/** Mode of the platform's factory data sync after a migration step. */
-inline constexpr int kFactorySyncMode = 5;

@@ -11,8 +11,8 @@
 /** Nothing has to be converted: the only work of its own is to keep a copy of the TV's MAC address in the raw MAC block,
  * once, while that is still blank. Everything that would restore or select is refused.
  *
- * @tparam Generation  the texts by which two generations differ: kUnit (source file in the log), kConstructed,
- *                     kNotSupported and kNotSupportedTab
+ * @tparam Generation  the texts by which two generations differ: kName, kUnit (class and source file in the
+ *                     log), kConstructed, kNotSupported and kNotSupportedTab
  */
 template <class Generation>
 class SameGenerationStratgegy : public MigrationStrategy {

@@ -1,9 +1,7 @@
 #include <DBusServiceClient.h>
-#include <FactoryInterface.h>
 #include <Log.h>
 #include <MavoNufStratgegy.h>
 #include <Micom.h>
-#include <SystemConfig.h>
 #include <VEMigration.h>
 
 #include <sys/stat.h>
@@ -55,7 +53,7 @@ bool MavoNufStratgegy::NotifyMigrationStatus(const VB_VornBoxMigrationType_k& ty
                                              const VB_VornBoxMigrationProgress_k& progress,
                                              VB_VornBoxMigrationStatus_k* status)
 {
-    // No power flag, tuner or unmounting here: nothing of this pairing's data lies on the migration partition.
+    // No power flag, no tuner, no clean-up, on purpose: this pairing neither mounts nor holds anything.
     if (!RunNotification(type, progress)) {
         *status = VB_MIGRATION_STATUS_UNKNOWN_ERROR;
         LOG_ERROR("NotifyMigrationStatus VB_MIGRATION_STATUS_UNKNOWN_ERROR");
@@ -108,7 +106,7 @@ bool MavoNufStratgegy::NotifyMigrationImplRestore(const VB_VornBoxMigrationProgr
         const bool cleaned = CleanBackup(__func__);
         if (!GetFileFromNUF()) {
             LOG_ERROR(" Failed to GET file From NUF  ");
-            return cleaned;  // a restore without an archive is judged by the clean-up
+            return cleaned;  // this failure and the next are judged by the clean-up
         }
         if (!RunOnServer("/usr/bin/MigrationScript.sh Restor13 ")) {
             LOG_ERROR(" Restor13 Failed ");
@@ -121,6 +119,7 @@ bool MavoNufStratgegy::NotifyMigrationImplRestore(const VB_VornBoxMigrationProgr
 
 bool MavoNufStratgegy::DumpNonVolatileData()
 {
+    const EndOfDump end(*this);
     bool result = BackupMACAddress();
     if (result) {
         LOG_INFO(" MAC data dumped ");
@@ -138,8 +137,6 @@ bool MavoNufStratgegy::DumpNonVolatileData()
             result = false;
         }
     }
-    DoVornBoxFactoryDatasSync(kFactorySyncMode, TvYear());
-    RestorBkupPath();
     return result;
 }
 

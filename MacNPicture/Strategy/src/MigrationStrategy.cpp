@@ -17,6 +17,14 @@
 
 namespace {
 
+/** Mode of the platform's factory data sync after a migration step. */
+constexpr int kFactorySyncMode = 5;
+
+/** Has the factory data synced at the end of a scope, however it is left. */
+struct FactorySyncAtEnd {
+    ~FactorySyncAtEnd() { DoVornBoxFactoryDatasSync(kFactorySyncMode, TvYear()); }
+};
+
 struct Free {
     void operator()(char* text) const { std::free(text); }
 };
@@ -25,6 +33,7 @@ std::string BasePath(int key)
 {
     constexpr const char* kOperation = "MigrationStrategy";
     char* value = nullptr;
+    // A success without a text is none: there is nothing to build a path from.
     const bool isConfigured = system_info_get_value_string(key, &value) == 0 && value != nullptr;
     const std::unique_ptr<char, Free> text(isConfigured ? value : nullptr);
     if (isConfigured) {
@@ -74,7 +83,7 @@ bool MigrationStrategy::NotifyMigrationStatus(const VB_VornBoxMigrationType_k& t
     CleanUpNotification();
     LOG_ERROR("NotifyMigrationStatus VB_MIGRATION_STATUS_UNKNOWN_ERROR");
     if (progress == VB_MIGRATION_PROGRESS_END) {
-        CleanUpNotification();  // a failed end is cleaned up twice: an unmount that failed is tried again
+        CleanUpNotification();  // twice after a failed end: an unmount that failed has a second chance
     }
     return false;
 }
@@ -121,12 +130,12 @@ bool MigrationStrategy::NotifyMigrationImplBkup(const VB_VornBoxMigrationProgres
         return true;
     }
     if (progress == VB_MIGRATION_PROGRESS_END) {
-        const bool packed = MigrationCommon::ExecuteUserShell("/usr/bin/MigrationScript.sh tarncpy", true) == 0;
-        if (!packed) {
+        const FactorySyncAtEnd sync;
+        if (MigrationCommon::ExecuteUserShell("/usr/bin/MigrationScript.sh tarncpy", true) != 0) {
             LOG_ERROR("Taring at backkup failed");
+            return false;
         }
-        DoVornBoxFactoryDatasSync(kFactorySyncMode, TvYear());
-        return packed;
+        return true;
     }
     return false;
 }
@@ -135,7 +144,7 @@ bool MigrationStrategy::NotifyMigrationImplRestore(const VB_VornBoxMigrationProg
 {
     if (progress == VB_MIGRATION_PROGRESS_START) {
         if (mbPowerOffDetected) {
-            // The partition that held the backup was formatted on the way in: there is nothing to restore from.
+            // The partition that held the backup was to be formatted on the way in: there is nothing to restore from.
             ClearPowerFlag();
             MigrationCommon::ExecuteUserShell("/usr/bin/MigrationScript.sh UnmountMig", true);
             mbPowerOffDetected = false;
@@ -160,6 +169,7 @@ bool MigrationStrategy::DumpNonVolatileData()
         LOG_ERROR("Mount Partition failed.... Exiting");
         return false;
     }
+    const EndOfDump end(*this);
     bool result = BackupMACAddress();
     if (result) {
         LOG_INFO("MAC data dumped ");
@@ -177,9 +187,13 @@ bool MigrationStrategy::DumpNonVolatileData()
             result = false;
         }
     }
-    DoVornBoxFactoryDatasSync(kFactorySyncMode, TvYear());
-    RestorBkupPath();
     return result;
+}
+
+MigrationStrategy::EndOfDump::~EndOfDump()
+{
+    DoVornBoxFactoryDatasSync(kFactorySyncMode, TvYear());
+    mStrategy.RestorBkupPath();
 }
 
 bool MigrationStrategy::RestoreNonVolatileData()

@@ -122,7 +122,7 @@ bool MigrationStrategy::RestoreGPIOs(int fd)
 int MigrationStrategy::SetTunerMute(int onOff)
 {
     LOG_INFO("...START, onOff[%d] ", onOff);
-    const UniqueFd frontend(open(TUNER_FRONTEND_PATH, O_RDONLY));
+    UniqueFd frontend(open(TUNER_FRONTEND_PATH, O_RDONLY | O_CLOEXEC));
     if (!frontend.IsOpen()) {
         LOG_ERROR("ERR: open frontend0 failed.");
         return -1;
@@ -134,13 +134,14 @@ int MigrationStrategy::SetTunerMute(int onOff)
         LOG_ERROR("ERR: failed FE_SEND_DBG_CMD");
         return -1;
     }
+    frontend.Close();
     LOG_INFO("...END, onOff[%d] ", onOff);
     return 0;
 }
 
 bool MigrationStrategy::TunerGIPOSet()
 {
-    const UniqueFd system(open(SYSTEM_DEVICE_PATH, O_RDWR));
+    const UniqueFd system(open(SYSTEM_DEVICE_PATH, O_RDWR | O_CLOEXEC));
     if (!system.IsOpen()) {
         LOG_ERROR("FATAL failure to open /dev/system ");
         return true;  // a board without the device must not keep a migration from running
@@ -160,7 +161,7 @@ bool MigrationStrategy::TunerGIPOSet()
 
 bool MigrationStrategy::TunerGIPOUnset()
 {
-    const UniqueFd system(open(SYSTEM_DEVICE_PATH, O_RDWR));
+    const UniqueFd system(open(SYSTEM_DEVICE_PATH, O_RDWR | O_CLOEXEC));
     if (!system.IsOpen()) {
         LOG_ERROR("FATAL failure to open /dev/system ");
         return true;

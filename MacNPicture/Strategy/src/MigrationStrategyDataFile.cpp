@@ -85,7 +85,7 @@ bool MigrationStrategy::WriteEEPROMMigratedMAC(const unsigned char* mac, const i
 
 bool MigrationStrategy::ReadRAWBlock(const char* path, const int& size, unsigned char* buffer)
 {
-    const UniqueFd block(open(path, O_RDONLY));
+    const UniqueFd block(open(path, O_RDONLY | O_CLOEXEC));
     if (!block.IsOpen()) {
         LOG_ERROR("can't open Path [%s], errno : [ %d ] ", path, errno);
         return size == 0;  // nothing was asked for
@@ -121,7 +121,7 @@ bool MigrationStrategy::WriteToFileServer(const char* path, unsigned char* buffe
 
 bool MigrationStrategy::IsExists(const char* path)
 {
-    const UniqueFd file(open(path, O_RDONLY));
+    const UniqueFd file(open(path, O_RDONLY | O_CLOEXEC));
     if (file.IsOpen()) {
         return true;
     }

@@ -37,7 +37,7 @@ bool RunOnServer(const char* command, int& result)
 const char* const kMountDataSync = "/bin/spi_init.sh mount  data_sync";
 const char* const kFormatDataSync = "/bin/spi_init.sh format  data_sync";
 
-/** @return whether this process could mount data_sync, or format it, which leaves it mounted */
+/** @return whether this process could mount data_sync, or format it, after which no mount is tried */
 bool MountDataSyncHere(const char* operation)
 {
     int result = 0;
@@ -237,7 +237,7 @@ bool MigrationStrategy::FormatPartitionPowerOff()
     } else {
         LOG_ERROR(" Format SPI FLASH migration is FAIL!! Result : %d", result);
     }
-    return true;  // whatever happened: the migration goes on, and mounts as if nothing had been formatted
+    return true;  // on every path; only a format that succeeded lets the next InsmodNMount() skip its work
 }
 
 bool MigrationStrategy::CheckNFormatInPowerOffCase()
