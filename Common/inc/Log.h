@@ -2,7 +2,7 @@
  * The one way to the platform log.
  *
  * A source file defines LOG_UNIT, the file name under which field engineers know its messages, before it logs. A concern
- * that is spread over several files keeps one name.
+ * that is spread over several files keeps one name; the line in a message is that of the file that holds the code.
  */
 #pragma once
 
@@ -19,5 +19,5 @@ inline constexpr int kLogError = 6;
 #define LOG_INFO(...) LOG_FOR(LOG_UNIT, __func__, kLogInfo, __VA_ARGS__)
 #define LOG_ERROR(...) LOG_FOR(LOG_UNIT, __func__, kLogError, __VA_ARGS__)
 
-/** The entry trace. It is an error by priority, so that it stays in logs from which information is filtered out. */
+/** The entry trace; at error priority, as it has always been. */
 #define LOG_ENTRY() LOG_ERROR("Migration -> Func -> %s \t\t@ line\t-> %d\t", __func__, __LINE__)

@@ -2,7 +2,7 @@
  * Reads of the start-up configuration from any thread.
  *
  * The variables keep their plain exported types; start-up may run again in one thread while another reads them, so both
- * sides go through these two functions.
+ * sides go through these functions.
  */
 #pragma once
 

@@ -15,8 +15,8 @@
 /** The device that answers FE_SEND_DBG_CMD. */
 #define TUNER_FRONTEND_PATH "/dev/dvb/adapter0/frontend0"
 
-/* A read stores one byte at the address given; a set takes the level itself as the argument. Each returns 0 on success.
-   Type 'I', argument size 4 by their numbers, although only one byte is moved. */
+/* A read is expected to store one byte at the address given, although the numbers say 4 (type 'I'); a set takes the level
+   itself as the argument. Each returns 0 on success. */
 #define BOARD_READ_GPIO_107 0x40044914UL
 #define BOARD_READ_GPIO_153 0x40044915UL
 #define BOARD_READ_GPIO_165 0x40044916UL
@@ -41,5 +41,9 @@ typedef struct {
     int32_t parameter;
     uint8_t reserved[28]; /**< zero */
 } FrontendDebugCommand_t;
+
+#ifdef __cplusplus
+static_assert(sizeof(FrontendDebugCommand_t) == 36, "the size that FE_SEND_DBG_CMD names");
+#endif
 
 #endif

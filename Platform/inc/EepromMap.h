@@ -15,12 +15,12 @@ enum {
 };
 
 /** Reads an item.
- * @return the number of bytes read; 0 or less is a failure
+ * @return the number of bytes read; each caller says how few are a failure
  */
 int eeprom_read(unsigned int item, int size, unsigned char* buffer);
 
 /** Writes an item.
- * @return the number of bytes written; 0 or less is a failure
+ * @return the number of bytes written; each caller says how few are a failure
  */
 int eeprom_write(unsigned int item, int size, const unsigned char* buffer);
 

@@ -39,7 +39,7 @@ int GetMigrationItemData(unsigned int uid, unsigned int* storeType, int* length,
 int SetMigrationItemData(unsigned int uid, unsigned int storeType, unsigned char* data, unsigned int size);
 
 /** Fetches the current value of an item.
- * @param buffer  at least 1024 bytes; its first 32-bit word receives the value
+ * @param buffer  1024 bytes; its first 32-bit word receives the value
  * @return non-zero on success
  */
 int GetData(unsigned int uid, void* buffer);
@@ -47,6 +47,7 @@ int GetData(unsigned int uid, void* buffer);
 /** Has the factory data written to their storage.
  * @param mode    5 after a migration step
  * @param tvYear  model-year code of the TV
+ * @return not to be relied on
  */
 int DoVornBoxFactoryDatasSync(int mode, int tvYear);
 

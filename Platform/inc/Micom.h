@@ -15,7 +15,7 @@ extern "C" {
 int micom_check_serdes_lock(int* status);
 
 /** Reads the MAC address that the TV-side micom keeps.
- * @param mac  receives 6 bytes, most significant first
+ * @param mac  receives 6 bytes
  * @return a negative value on failure
  */
 int micom_get_tv_side_mac_addr(unsigned char* mac);

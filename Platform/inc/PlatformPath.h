@@ -12,7 +12,7 @@ extern "C" {
 enum { PLATFORM_PATH_MIGRATION = 31 };
 
 /** Joins the directory that a path variable names with a relative path.
- * @return a zero-terminated path that belongs to the platform and holds until the next call in this thread
+ * @return a zero-terminated path, never null, that belongs to the platform; this library copies it at once
  */
 const char* tzplatform_mkpath(int variable, const char* path);
 

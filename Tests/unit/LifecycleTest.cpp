@@ -20,6 +20,7 @@
 #include <typeinfo>
 
 using ::testing::Contains;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -350,12 +351,14 @@ TEST_F(Lifecycle, ATeardownBeforeTheStartUpDoesNotHinderIt)
     EXPECT_NE(get_Startegy(), nullptr);
 }
 
+// Threads. The platform is slow in these, so that all of them come while the first one is at it.
+
 TEST_F(Lifecycle, ThreadsAtFirstUseCreateExactlyOneStrategyAndOneMigrator)
 {
-    slowPlatform = true;  // so that all of them come while the first one is at it
     constexpr std::size_t kThreads = 8;
     MigrationStrategy* strategies[kThreads] = {};
     VEMigration* migrators[kThreads] = {};
+    slowPlatform = true;
     Together(kThreads, [&](std::size_t i) {
         if (i % 2 == 0) {
             strategies[i] = get_Startegy();
@@ -368,11 +371,46 @@ TEST_F(Lifecycle, ThreadsAtFirstUseCreateExactlyOneStrategyAndOneMigrator)
 
     ASSERT_NE(strategies[0], nullptr);
     ASSERT_NE(migrators[0], nullptr);
-    for (std::size_t i = 0; i < kThreads; ++i) {
-        EXPECT_EQ(strategies[i], strategies[0]);
-        EXPECT_EQ(migrators[i], migrators[0]);
-    }
+    EXPECT_THAT(strategies, Each(strategies[0]));
+    EXPECT_THAT(migrators, Each(migrators[0]));
     EXPECT_EQ(Count("GetMigrationStrategy::creating strategy "), 1);
     EXPECT_EQ(Count("\n VEMigration VBMigration \n"), 1);
     EXPECT_EQ(Count("VEMigration::Create VBMigration "), 1);
+}
+
+TEST_F(Lifecycle, ThreadsThatNeedAStrategyAtOnceCreateExactlyOne)
+{
+    constexpr std::size_t kThreads = 8;
+    MigrationStrategy* strategies[kThreads] = {};
+    get_vemigration_instance();
+    slowPlatform = true;
+    Together(kThreads, [&](std::size_t i) { strategies[i] = get_Startegy(); });
+
+    ASSERT_NE(strategies[0], nullptr);
+    EXPECT_THAT(strategies, Each(strategies[0]));
+    EXPECT_EQ(Count("GetMigrationStrategy::creating strategy "), 1);
+}
+
+TEST_F(Lifecycle, StartUpAndTeardownComeOneAfterTheOther)
+{
+    slowPlatform = true;
+    Together(4, [&](std::size_t i) {
+        if (i == 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));  // in the middle of the first start-up
+            migration_final();
+        } else {
+            get_vemigration_instance();
+        }
+    });
+
+    int under = 0;  // the lock
+    for (const Message& message : Logged({"CreateAll", "migration_final"})) {
+        const std::string& text = message.second;
+        const bool begins = text == "Creating VBMigration " || text == "migration_final lock achieved";
+        const bool ends = text == "OVer Creation VBMigration " || text == "pVEMigration destructed VBMigration ";
+        under += begins ? 1 : ends ? -1 : 0;
+        EXPECT_LE(under, 1) << text;
+    }
+    EXPECT_EQ(Count("pVEMigration destructed VBMigration "), 1);
+    EXPECT_GE(Count("OVer Creation VBMigration "), 1);
 }

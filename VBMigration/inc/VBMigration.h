@@ -9,7 +9,12 @@
  *
  * Unless a function says otherwise it returns 0 on success, -1 on failure (also when the set has no strategy or the
  * library could not allocate memory) and -2 when this library does not support the operation. No exception leaves any
- * of them. Why a call failed is in the platform log, tag "MIGVBX", priority 6.
+ * of them. Why a call failed is in the platform log, tag "MIGVBX", priority 6, for
+ * all but a few failures.
+ *
+ * What the service does is taken on trust: without a bus, without a service, or after its time-out, a service call reads
+ * as a success (status 0). Do not cancel a thread inside a call, and do not call from a thread that has pushed a GLib
+ * thread-default main context: replies are awaited on the default one.
  *
  * A backup is notify(BACKUP, START), dump, notify(BACKUP, END); a restore is notify(RESTORE, START), restore,
  * notify(RESTORE, END). Send END also after a failure at START.
@@ -28,13 +33,13 @@
     enum
 #endif
 
-/** What is being done to the set's data. Other values are refused. */
+/** What is being done to the set's data. Other values are refused, except on a set with TV code 13: see there. */
 VB_MIGRATION_ENUM(VB_VornBoxMigrationType_k){
     VB_MIGRATION_TYPE_BACKUP = 2,  /**< a backup of the set's data */
     VB_MIGRATION_TYPE_RESTORE = 3, /**< a restore of the set's data */
 };
 
-/** Where a backup or restore stands. With other values nothing is done and the notification fails. */
+/** Where a backup or restore stands. With other values the notification fails, which unmounts and lowers the flag. */
 VB_MIGRATION_ENUM(VB_VornBoxMigrationProgress_k){
     VB_MIGRATION_PROGRESS_START = 0, /**< it begins */
     VB_MIGRATION_PROGRESS_END = 1,   /**< it has ended */
@@ -54,6 +59,12 @@ VB_MIGRATION_ENUM(VB_VornBoxInfo_k){
     VB_INFO_MIGRATION_EVENT_3 = 3, /**< accepted, no work */
 };
 
+#undef VB_MIGRATION_ENUM
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 /** Stands in for the factory interface's item size query.
  * @param uid   factory item id
  * @param size  receives the size of the item's data in bytes
@@ -72,6 +83,8 @@ typedef int (*migration_get_data_callback_t)(unsigned int uid, unsigned int* sto
                                              unsigned char* data);
 
 #ifdef __cplusplus
+}
+
 class MigrationStrategy;
 class VEMigration;
 #else
@@ -102,22 +115,29 @@ int migration_api_get_migration_free_memory(void);
  * releases the tuner and lowers the power flag. A failure runs that clean-up too. Blocks for up to 3 s while the link
  * to the box locks, twice that after an interrupted migration, and for as long as the service takes.
  *
- * On a set with TV code 13 the types are 0 (backup) and 1 (restore), and every other type fails.
+ * On a set with TV code 13 the types are 0 (backup) and 1 (restore) and every other type fails; there is no power flag,
+ * tuner, mount or clean-up: START cleans (backup) or has the service fetch the archive and unpacks it (restore), END has
+ * it packed and sent (backup).
  *
  * @param type      what is being done
  * @param progress  where it stands
- * @param status    receives the outcome; must not be null
+ * @param status    receives the outcome; null fails
  */
 int migration_api_notify_migration_status(VB_VornBoxMigrationType_k type, VB_VornBoxMigrationProgress_k progress,
                                           VB_VornBoxMigrationStatus_k* status);
 
-/** Restores the MAC address into the TV's EEPROM, then the picture items into the factory store of the box. */
+/** Restores the MAC address into the TV's EEPROM, then the picture items into the factory store of the box.
+ *
+ * Always fails on sets with TV code 15 or 17, which have nothing to restore. When the MAC address cannot be restored the
+ * picture items are not either. One restore per process: a second one looks below the folder that the first one chose.
+ */
 int migration_api_restore_non_volatile_data(void);
 
-/** Saves the MAC address and the picture items into the backup folder.
+/** Saves the MAC address into the raw MAC block and the picture items into the backup folder.
  *
  * Reports failure whenever the MAC address was not saved by the service: also when this process could write the raw MAC
- * block itself, and when the block already held an address. The picture items are saved all the same.
+ * block itself, when the block already held an address, and always with TV code 13 or 14. The picture items are saved all
+ * the same, unless the partition could not be mounted or the backup folder not be made; the latter alone is no failure.
  */
 int migration_api_dump_non_volatile_data(void);
 
@@ -132,6 +152,9 @@ int migration_api_mountpartition(void);
 
 /** Stores the picture items in the service file, or loads them from it.
  *
+ * Mounts the data_sync partition first, formats it when it cannot be mounted, and leaves it mounted. A load of a file with
+ * a record of 41 to 255 bytes of data ends the process: no such file may be there.
+ *
  * @param item_id  1713 stores; 1714, 1715 and 1778 load; any other id fails
  * @param value    1; any other value fails
  */
@@ -145,7 +168,8 @@ int migration_api_set_factory_item(int item_id, int value);
  */
 int migration_api_convert_factory_value_to_str(int item_id, int value, char* out);
 
-/** Answers the factory test query; its only output is the result and the log.
+/** Answers the factory test query; its only output is the result and the log. Selector 20 reads the service file as a load
+ * does.
  *
  * @param selector  20 compares the service file with the factory store; 8, 9, 10 and any other value succeed exactly
  *                  when the service file exists
@@ -171,11 +195,13 @@ migration_get_data_callback_t funptrretData(void);
 /** @return always 0, without any effect */
 int migration_api_SetResetTunerGPIO(void);
 
-/** Selects the boot partition of the box, through the service; only a set with TV code 13 supports it. */
+/** Selects the boot partition, through the service; only a set with TV code 13 supports it.
+ * Succeeds also without a service. */
 int migration_api_SetBootPartition(int partition);
 
-/** Reads the boot partition of the box, through the service; only a set with TV code 13 supports it.
- * @param partition  receives the number on success and is left alone on failure; null fails
+/** Reads the boot partition, through the service; only a set with TV code 13 supports it.
+ * @param partition  receives the number on success, -1 if that was for want of a service, and is left alone on failure;
+ *                   null fails
  */
 int migration_api_GetBootPartition(int* partition);
 
@@ -185,7 +211,7 @@ int migration_api_GetBootPartition(int* partition);
 MigrationStrategy* get_Startegy(void);
 
 /** The picture migrator, made by the first call.
- * @return null when it could not be made, and after migration_final()
+ * @return null when it could not be made, and after migration_final() of a library that had started up
  */
 VEMigration* get_vemigration_instance(void);
 
@@ -199,13 +225,13 @@ VEMigration* get_vemigration_instance(void);
 MigrationStrategy* GetMigrationStrategy(int year);
 
 /** Destroys the picture migrator, and only it: the strategy keeps living with a dangling pointer to it, and the library
- * does not start up again. Make no call of a strategy operation after it. */
+ * does not start up again once it had. Make no call of a strategy operation after it. */
 void migration_final();
 
 /** What the platform's system information said of the set at start-up, and the shell runner. */
 class MigrationCommon {
  public:
-    /** Reads keys 254, 252, 253, 251 and 705. A key that cannot be read leaves its variable as it was.
+    /** Reads keys 254, 252, 253, 251 and 705. A key that cannot be read leaves its variable as it was; 705 gives false.
      * @return -1 when the TV year cannot be read and no later key can either, else 0
      */
     static int SetVornBoxSystemConfig();
@@ -216,7 +242,7 @@ class MigrationCommon {
      * @param bServer  true: on the service
      * @return here: the exit status (0 also when a signal killed the command), 255 when the wait failed, -1 when no
      *         child could be started; on the service: the status it reports, 0 when the call itself failed, -1 without
-     *         a client
+     *         a client, for null, and for a reply that names another request; -1 also without memory
      */
     static int ExecuteUserShell(const char* command, bool bServer);
 

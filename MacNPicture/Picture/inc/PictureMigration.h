@@ -29,7 +29,7 @@ inline PictureBuffer NewPictureBuffer(std::int64_t size)
 /** Moves picture items between the factory interface, or the callbacks registered in its place, and picture files.
  *
  * A picture file is a run of records (PictureRecord.h) in the order of the item ids that built it, without header, count
- * or checksum. Operations stop at the first failure; what was written before stays written.
+ * or checksum. The writers into the box stop at the first failure; what was written before stays written.
  */
 class PictureDataMigration {
  public:
@@ -50,10 +50,11 @@ class PictureDataMigration {
 
     /** Reads a picture file.
      * @param values  receives one 32-bit value per record: room for every record of the file is needed
-     * @return 0, 0x80000010 (missing, unopenable or empty) or 0x80000000 (allocation, read, cut record) */
+     * @return 0, 0x80000010 (missing, unopenable or empty) or 0x80000000 (allocation, read, cut record); a record of 41 to
+     * 255 bytes ends the process */
     int t_ReadMigrationSPIData(int* values, const char* path);
 
-    /** The same, into as much room as the file needs; on failure @p values holds what came before it. */
+    /** The same, appended to @p values, which on failure has what came before it. */
     int ReadValues(const char* path, std::vector<int>& values);
 
     /** Asks the factory interface for the current values.

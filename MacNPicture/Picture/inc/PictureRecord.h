@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/** Items above this id (the CGA items) have one byte of data, the others a 16-bit value. */
+/** Items above this id (the CGA items) are logged as one byte, the others as a 16-bit value. */
 inline constexpr unsigned int kLastWordItemId = 1759;
 
 /** Header of one record. */
@@ -45,7 +45,7 @@ inline int LoggedValue(std::uint32_t uid, const unsigned char* data, std::size_t
     return data[0] | high << 8;
 }
 
-/** A run of records in memory. The one place that knows where a header lies and whether a record lies in the buffer. */
+/** A run of records in memory: the one place that knows whether a header, and its data, lie in the buffer. */
 class PictureRecords {
  public:
     PictureRecords(const unsigned char* data, std::size_t length) : mData(data), mLength(length) {}
@@ -63,7 +63,7 @@ class PictureRecords {
         return true;
     }
 
-    /** @return whether the data that follow the header at an offset lie in the buffer; its size must be above 0 */
+    /** @return whether the data that follow the header at an offset lie in the buffer; HeaderAt() gave it, with a size above 0 */
     bool HasData(std::size_t offset, const PicFactoryData& header) const
     {
         return static_cast<std::size_t>(header.Size) <= mLength - offset - kRecordHeaderSize;
@@ -79,7 +79,7 @@ class PictureRecords {
     std::size_t mLength;
 };
 
-/** Readers accept data of 1 to 255 bytes. */
+/** Data have 1 to 255 bytes; the value reader holds no more than 40 of them. */
 inline bool IsRecordSize(std::int32_t size)
 {
     return size >= 1 && size <= 255;

@@ -10,8 +10,8 @@
 
 /** Moves the picture items between the factory store of the box and files on the TV or in a backup.
  *
- * Results: 0 is success and the others are the picture result codes (PictureMigration.h), except for the restores, which
- * return true on success. The order of the virtual operations is part of the interface. An operation that a migrator
+ * An int result is 0 on success, else -1 or a picture result code (PictureMigration.h); the restores return true on
+ * success. Sync and test query also give 0 when the migrator is not created. The order of the virtual operations is part of the interface. An operation that a migrator
  * does not override counts as failing.
  */
 class VEMigration {
@@ -36,8 +36,9 @@ class VEMigration {
 
     /** Stores or loads the service file, by the item's special id. */
     virtual int SetFactoryItem(const VB_FactoryItemNode_t* item, int value) = 0;
-    /** Writes the value last loaded for the item's unique index as decimal text.
-     * @param out  at least 10 bytes */
+    /** Writes the value last loaded or verified for the item's unique index as decimal text, 0 before that.
+     * @param value  ignored
+     * @param out    at least 10 bytes; left alone when the index names no item */
     virtual int ConvertValueToStr(VB_FactoryItemNode_t* item, int value, char* out) = 0;
     /** Answers the factory test query. */
     virtual int GetVBMigrationTestData(int code) = 0;

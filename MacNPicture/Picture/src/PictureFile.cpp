@@ -48,7 +48,7 @@ int ParseValues(const PictureRecords& records, std::vector<int>& values)
             continue;
         }
         if (header.Size > ValueReader::kCapacity) {
-            std::abort();  // no file of this library holds such a record; going on would overrun the value buffer
+            std::abort();  // such files must not occur, and going on would overrun the value buffer
         }
         if (!records.HasData(cursor, header)) {
             return kPictureFailure;
@@ -71,7 +71,7 @@ int PictureDataMigration::t_WriteToFlash(unsigned char* data, unsigned int size,
                   size == 0 ? "MigBuffSz_0" : ".");
         return kPictureFailure;
     }
-    const UniqueFd file(open(path, O_WRONLY | O_CREAT | O_TRUNC, 0777));
+    const UniqueFd file(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0777));
     if (!file.IsOpen()) {
         LOG_ERROR("[PICMIGRATE] %s:(Error:%d) File Open Failed \n", "t_WriteToFlash", errno);
         return kPictureFailure;
@@ -138,7 +138,7 @@ int PictureDataMigration::ReadValues(const char* path, std::vector<int>& values)
     }
     LOG_FOR(LOG_UNIT, kOperation, kLogInfo, "stat() success  verify\n");
     LOG_FOR(LOG_UNIT, kOperation, kLogInfo, "stat() success Size is %ld \n", static_cast<long>(status.st_size));
-    UniqueFd file(open(path, O_RDONLY));
+    UniqueFd file(open(path, O_RDONLY | O_CLOEXEC));
     if (!file.IsOpen()) {
         LOG_FOR(LOG_UNIT, kOperation, kLogError,
                 "\t PictureDataMigration::t_ReadMigrationSPIData - > File Open Failed \n");

@@ -10,7 +10,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <new>
 
 #define LOG_UNIT "PictureMigration.cpp"
 
@@ -120,7 +119,7 @@ int PictureDataMigration::t_WriteToVB(const char* path)
     }
     LOG_INFO("\n stat() sucess  verify\n");
     LOG_INFO("\n stat() sucess Size is %ld \n", static_cast<long>(status.st_size));
-    UniqueFd file(open(path, O_RDONLY));
+    UniqueFd file(open(path, O_RDONLY | O_CLOEXEC));
     if (!file.IsOpen()) {
         LOG_ERROR("\t>>[PICMIGRATE] %s:(Error:%d) File Open Failed \n", "t_WriteToVB", errno);
         return kPictureFailure;

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <new>
 
 #define LOG_UNIT "VEMigration.cpp"
@@ -36,9 +35,11 @@ constexpr int kValueTextSize = 10;
 
 const char* const kBackupFileName = "PictureMigrationData.dat";
 
+/** A copy, because registered callbacks may ask the platform for a path too; without a path, one that no file has. */
 std::string ServiceFilePath()
 {
-    return tzplatform_mkpath(PLATFORM_PATH_MIGRATION, "migration/service/PictureData.dat");
+    const char* const path = tzplatform_mkpath(PLATFORM_PATH_MIGRATION, "migration/service/PictureData.dat");
+    return path != nullptr ? path : "";
 }
 
 /** @return the position of the item with a unique index among n items, -1 without one */
