@@ -76,9 +76,8 @@ class LoadedLibrary : public OnSet {
     LoadedLibrary()
     {
         Start();
-        library_ = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
+        library_ = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);  // for good: its objects live as long as the process
     }
-    ~LoadedLibrary() override { dlclose(library_); }
 
     template <class Type>
     Type* Symbol(const char* name)

@@ -88,7 +88,8 @@ class OutOfMemory : public OnSet {
 
     static constexpr int kThrown = 1000;
 
-    enum Outcome { kSucceeded, kFailed, kWrongResult, kNothingRanOut };
+    // As exit status; what ends a process by itself gives none of these.
+    enum Outcome { kSucceeded = 100, kFailed, kWrongResult, kNothingRanOut };
 
     static int ResultOf(const std::function<int()>& call)
     {

@@ -43,7 +43,6 @@ missing_packages() {
     has_header toml++/toml.h || echo libtomlplusplus-dev
     has_header gtest/gtest.h || echo libgtest-dev
     has_header gmock/gmock.h || echo libgmock-dev
-    has_header gmock/gmock.h || echo libgmock-dev
 }
 
 as_root() {
