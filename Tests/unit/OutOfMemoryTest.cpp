@@ -34,8 +34,8 @@ Result OnThePlatform(const char* name, Arguments... arguments)
 
 }  // namespace
 
-// The functions that are called most, so that a call has hundreds of allocations and not ten thousand, and those that the
-// making of a strategy calls.
+// The functions that are called most, so that a call has hundreds of allocations and not ten thousand, and those that
+// the making of a strategy calls.
 
 int __dlog_print(int log_id, int priority, const char* tag, const char* format, ...)
 {
@@ -112,8 +112,9 @@ class OutOfMemory : public OnSet {
         }
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status) << " at allocation " << nth;
-        return WIFEXITED(status) ? static_cast<Outcome>(WEXITSTATUS(status)) : kWrongResult;
+        const bool isOutcome = WIFEXITED(status) && WEXITSTATUS(status) >= kSucceeded;
+        EXPECT_TRUE(isOutcome) << "wait status " << status << " at allocation " << nth;
+        return isOutcome ? static_cast<Outcome>(WEXITSTATUS(status)) : kWrongResult;
     }
 };
 
