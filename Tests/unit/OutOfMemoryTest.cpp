@@ -100,21 +100,29 @@ class OutOfMemory : public OnSet {
         }
     }
 
-    /** Has the @p nth allocation of the call fail, in a child. */
-    static Outcome CallWithFailure(const std::function<int()>& call, long nth)
+    /** Runs a body in a child and gives its outcome. */
+    static Outcome InChild(const std::function<Outcome()>& body)
     {
         const pid_t child = fork();
         if (child == 0) {
-            allocation_failure::FailAny(nth);
-            const int result = ResultOf(call);
-            const bool failed = allocation_failure::Stop();
-            _exit(!failed ? kNothingRanOut : result == 0 ? kSucceeded : result == -1 ? kFailed : kWrongResult);
+            _exit(body());
         }
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
         const bool isOutcome = WIFEXITED(status) && WEXITSTATUS(status) >= kSucceeded;
-        EXPECT_TRUE(isOutcome) << "wait status " << status << " at allocation " << nth;
+        EXPECT_TRUE(isOutcome) << "wait status " << status;
         return isOutcome ? static_cast<Outcome>(WEXITSTATUS(status)) : kWrongResult;
+    }
+
+    /** Has the @p nth allocation of the call fail, in a child. */
+    static Outcome CallWithFailure(const std::function<int()>& call, long nth)
+    {
+        return InChild([&] {
+            allocation_failure::FailAny(nth);
+            const int result = ResultOf(call);
+            const bool failed = allocation_failure::Stop();
+            return !failed ? kNothingRanOut : result == 0 ? kSucceeded : result == -1 ? kFailed : kWrongResult;
+        });
     }
 };
 
@@ -177,26 +185,22 @@ TEST_F(OutOfMemory, ForACommandOnTheServiceIsAFailedCommand)
 TEST_F(OutOfMemory, InADumpLeavesTheBackupPathForTheNextOne)
 {
     // The second dump of a process would otherwise look for the backup folder below itself.
-    const auto twice = [] {
-        const int first = migration_api_dump_non_volatile_data();
-        const bool ranOut = allocation_failure::Stop();
+    const auto dumpTwice = [] {
         migration_api_dump_non_volatile_data();
-        return ranOut ? first : kThrown;
+        const bool failed = allocation_failure::Stop();
+        migration_api_dump_non_volatile_data();
+        return failed ? kFailed : kNothingRanOut;
     };
+    const auto folder = Set().Map("/opt/tv/migration/korvane_vbmg/SP_VB_Data/SP_VB_Data").value();
+    Outcome outcome = kFailed;
     long nth = 1;
-    for (;; ++nth) {
-        const pid_t child = fork();
-        if (child == 0) {
+    for (; outcome == kFailed; ++nth) {
+        outcome = InChild([&] {
             allocation_failure::FailAny(nth);
-            _exit(twice() == kThrown ? 1 : 0);
-        }
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        const auto folder = Set().Map("/opt/tv/migration/korvane_vbmg/SP_VB_Data/SP_VB_Data").value();
+            return dumpTwice();
+        });
         ASSERT_FALSE(std::filesystem::exists(folder)) << "at allocation " << nth;
-        if (status != 0) {
-            break;
-        }
     }
+    EXPECT_EQ(outcome, kNothingRanOut) << "at allocation " << nth;
     EXPECT_GT(nth, 20);
 }
