@@ -375,4 +375,23 @@ TEST_F(VbmigrationCommand, SaysThatASetWithoutAStrategyCannotStart)
     EXPECT_EQ(OnSet({"item", "set", "store", "1"}, {"system_info.254=16"}).status, 0);
 }
 
+TEST_F(VbmigrationCommand, TellsWhetherADumpWroteThePictureItems)
+{
+    const auto dumped = [this](const Strings& faults) {
+        return CallsOnSet({"backup"}, faults).at(1).at("out").value("picture_items", "");
+    };
+    EXPECT_EQ(dumped({"flash.root.free=0"}), "NOT WRITTEN");
+    EXPECT_EQ(dumped({}), "616 bytes written");
+    EXPECT_EQ(dumped({"factory.get.79=0"}), "NOT WRITTEN");
+    EXPECT_EQ(dumped({}), "616 bytes written");
+    EXPECT_EQ(dumped({"factory.get.79=0", "service.state=absent"}), "NOT WRITTEN, there is an older file");
+}
+
+TEST_F(VbmigrationCommand, GivesNoValueAfterALoadThatFailed)
+{
+    const json calls = CallsOnSet({"item", "get", "1716", "--load"});
+    ASSERT_EQ(calls.size(), 1U);
+    EXPECT_EQ(calls.at(0).at("result"), -1);
+}
+
 }  // namespace

@@ -1,10 +1,14 @@
 #include "Exported.h"
 
 #include <FactoryInterface.h>
+#include <PlatformPath.h>
 #include <SystemInfo.h>
 #include <VBMigration.h>
 
+#include <sys/stat.h>
+
 #include <array>
+#include <cstdlib>
 
 namespace command {
 
@@ -15,6 +19,32 @@ int SizeFromPlatform(unsigned int uid, int* size) { return GetMigrationItemSize(
 int DataFromPlatform(unsigned int uid, unsigned int* storeType, int* length, unsigned char* data)
 {
     return GetMigrationItemData(uid, storeType, length, data);
+}
+
+/** The file into which a dump writes the picture items. */
+std::string PictureFile()
+{
+    char* text = nullptr;
+    std::string base;
+    if (system_info_get_value_string(SYSTEM_INFO_KEY_BACKUP_PATH, &text) == 0 && text != nullptr) {
+        base = text;
+        std::free(text);
+    } else {
+        base = tzplatform_mkpath(PLATFORM_PATH_MIGRATION, "migration/korvane_vbmg/");
+    }
+    return base + "SP_VB_Data/PictureMigrationData.dat";
+}
+
+/** What a dump did to the picture file: its result does not tell, because it is the MAC address's too. */
+std::string WrittenSince(const struct stat& before, const std::string& file)
+{
+    struct stat after = {};
+    if (stat(file.c_str(), &after) != 0 || after.st_size == 0) {
+        return "NOT WRITTEN";
+    }
+    const bool isSame = before.st_ino == after.st_ino && before.st_mtim.tv_sec == after.st_mtim.tv_sec &&
+                        before.st_mtim.tv_nsec == after.st_mtim.tv_nsec;
+    return isSame ? "NOT WRITTEN, there is an older file" : std::to_string(after.st_size) + " bytes written";
 }
 
 Field Named(const char* name, int value, const Words& words) { return {name, value, words.NameOf(value)}; }
@@ -55,8 +85,14 @@ bool Exported::Notify(const Words& types, int type, int progress)
 
 bool Exported::Dump()
 {
-    return Run("migration_api_dump_non_volatile_data", {},
-               [](std::vector<Field>&) { return migration_api_dump_non_volatile_data(); });
+    return Run("migration_api_dump_non_volatile_data", {}, [](std::vector<Field>& out) {
+        const std::string file = PictureFile();
+        struct stat before = {};
+        stat(file.c_str(), &before);
+        const int result = migration_api_dump_non_volatile_data();
+        out.push_back({"picture_items", WrittenSince(before, file), {}});
+        return result;
+    });
 }
 
 bool Exported::Restore()

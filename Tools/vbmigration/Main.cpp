@@ -172,8 +172,8 @@ void CommandLine::AddPictures()
     AddCallbacks(set);
     CLI::App* get = Add(*item, "get", "the value of an item: 1716 to 1759, on a 62-item set also 1779 to 1796",
                         [this](Exported& library) {
-                            if (request_.load) {
-                                library.SetItem(ValueOf(kItemCommands, "load"), 1);
+                            if (request_.load && !library.SetItem(ValueOf(kItemCommands, "load"), 1)) {
+                                return;  // a value that was not loaded is no item's
                             }
                             library.ConvertItem(ValueOf(kNumbers, request_.first));
                         });
