@@ -408,9 +408,11 @@ TEST_F(BusOfASet, EndsTogetherWithACommandThatTheServiceIsCarryingOut)
 TEST_F(BusOfASet, AStoppedServiceEndsToo)
 {
     StartBus();
-    kill(Bus().ServiceProcess(), SIGSTOP);
+    const pid_t service = Bus().ServiceProcess();
+    ASSERT_EQ(kill(service, SIGSTOP), 0);
     EndBus();
-    SUCCEED() << "the end was reached";
+    EXPECT_EQ(kill(service, 0), -1);
+    EXPECT_EQ(errno, ESRCH);
 }
 
 TEST_F(BusOfASet, SaysWhenThereIsNoDaemon)
