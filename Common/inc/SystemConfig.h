@@ -8,17 +8,20 @@
 
 #include <VBMigration.h>
 
+/** Reads a variable of the configuration. */
 inline int ReadConfig(const int& variable)
 {
     return __atomic_load_n(&variable, __ATOMIC_RELAXED);
 }
 
+/** Writes a variable of the configuration. */
 template <class Value>
 void WriteConfig(Value& variable, Value value)
 {
     __atomic_store_n(&variable, value, __ATOMIC_RELAXED);
 }
 
+/** @return the TV code, -1 until it is read */
 inline int TvYear()
 {
     return ReadConfig(MigrationCommon::miTVYear);

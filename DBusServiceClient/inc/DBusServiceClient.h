@@ -22,7 +22,7 @@ class DBusClient {
     /** @return the one client, made and connected by the first call; null when it cannot be allocated */
     static DBusClient* Instance();
 
-    DBusClient();
+    DBusClient() noexcept;
     virtual ~DBusClient();
     DBusClient(const DBusClient&) = delete;
     DBusClient& operator=(const DBusClient&) = delete;
@@ -41,10 +41,12 @@ class DBusClient {
     int SendCmdToServer(const char* cmd);
 
     /** Reads the first bytes of a file on the service; waits for the proxy's default timeout.
+     * @param path  the file
      * @param size  number of bytes, at most 6 (a MAC address)
      * @param buf   receives them; left alone when the service gave none
      * @return true whenever both pointers are given, whatever the service answered */
     bool ReadOnServer(const char* path, const int& size, unsigned char* buf);
+    /** The same for a path that is a string. */
     bool ReadOnServer(const std::string& path, const int& size, unsigned char* buf);
 
     /** Writes a file on the service; waits for the proxy's default timeout.
@@ -71,10 +73,19 @@ class DBusClient {
     int GetBootPartition(int* partition);
 
     // Encoding.
+
+    /** Appends the request that runs a command line. */
     void CreateESParam(const char* cmd, std::string& out);
+    /** Appends the request that reads a file. */
     void CreateReadBuffParam(const char* path, const int& size, std::string& out);
+    /** Appends the request that writes a file. */
     void CreateWiteBuffParam(const char* path, const int& size, unsigned char* buf, std::string& out);
+    /** @return the value of a hexadecimal digit, 0 for every other character */
     int ConvertHexToint(char c);
+    /** Turns pairs of hexadecimal digits into bytes.
+     * @param text    the digits, with a terminator: of an odd number the last one is paired with that
+     * @param length  number of digits
+     * @param out     receives a byte for each pair */
     void ConvertStrToUchar(char* text, const int& length, unsigned char* out);
 
     /** Takes the reply of a call by the number that the call was given, and ends it. A reply to a call that Destroy() has

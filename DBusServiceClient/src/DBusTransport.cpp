@@ -74,7 +74,7 @@ DBusClient* DBusClient::Instance()
     return mDBusCInstance;
 }
 
-DBusClient::DBusClient() : mDelimiter(":")
+DBusClient::DBusClient() noexcept : mDelimiter(":")
 {
     LOG_INFO("Instance of DBusClient in Migration Created ");
 }
@@ -147,7 +147,7 @@ void DBusClient::EndCall()
 {
     const std::lock_guard<std::mutex> lock(mCallMutex);
     mLoopWaits = false;
-    mReadBuff = nullptr;  // a reply that comes after Destroy() must find no buffer
+    mReadBuff = nullptr;  // after every reply; one that comes after Destroy() must find no buffer either
     mReadSize = 0;
 }
 
@@ -251,6 +251,4 @@ void DBusClient::BuffReadResponse(GVariant* reply)
         ConvertStrToUchar(digits, kMacDigits, bytes);
         std::copy_n(bytes, std::clamp(mReadSize, 0, kMacSize), mReadBuff);
     }
-    mReadBuff = nullptr;
-    mReadSize = 0;
 }

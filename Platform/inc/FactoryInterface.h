@@ -33,12 +33,16 @@ int GetMigrationItemSize(unsigned int uid, int* size);
 int GetMigrationItemData(unsigned int uid, unsigned int* storeType, int* length, unsigned char* data);
 
 /** Stores the data of an item in the factory store.
- * @param size  number of bytes at @p data
+ * @param uid        factory item id
+ * @param storeType  what GetMigrationItemData() gave for the item
+ * @param data       its data, left as they are
+ * @param size       number of bytes at @p data
  * @return 1 on success
  */
 int SetMigrationItemData(unsigned int uid, unsigned int storeType, unsigned char* data, unsigned int size);
 
 /** Fetches the current value of an item.
+ * @param uid     factory item id
  * @param buffer  1024 bytes; its first 32-bit word receives the value
  * @return non-zero on success
  */

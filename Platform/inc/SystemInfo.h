@@ -26,6 +26,7 @@ enum {
 int system_info_get_value_int(int key, int* value);
 
 /** Reads a text.
+ * @param key    which one
  * @param value  receives a zero-terminated text that the caller releases with free()
  * @return 0 on success, and then @p value is written; anything else is a failure
  */

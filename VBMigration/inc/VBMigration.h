@@ -17,7 +17,7 @@
  * thread-default main context: replies are awaited on the default one.
  *
  * A backup is notify(BACKUP, START), dump, notify(BACKUP, END); a restore is notify(RESTORE, START), restore,
- * notify(RESTORE, END). Send END also after a failure at START.
+ * notify(RESTORE, END). Send END also after a failed START: a START without END counts as a migration that was cut.
  */
 #ifndef VB_MIGRATION_H
 #define VB_MIGRATION_H
@@ -25,6 +25,7 @@
 #include <stdint.h>
 
 /* 32 bits wide in C and C++ alike, and any value may be passed: values without a name have documented results too. */
+/* @cond */
 #ifdef __cplusplus
 #define VB_MIGRATION_ENUM(name) enum name : int32_t
 #else
@@ -32,6 +33,7 @@
     typedef int32_t name;       \
     enum
 #endif
+/* @endcond */
 
 /** What is being done to the set's data. Other values are refused, except on a set with TV code 13: see there. */
 VB_MIGRATION_ENUM(VB_VornBoxMigrationType_k){

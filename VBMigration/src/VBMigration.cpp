@@ -10,6 +10,7 @@
 #include <VEMigrationImpl.h>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <new>
 
@@ -51,7 +52,7 @@ MigrationStrategy* NewStrategy()
 {
     try {
         return new (std::nothrow) Strategy;
-    } catch (const std::exception&) {  // of its path texts: the same as having no memory for the object
+    } catch (...) {  // of its path texts: the same as having no memory for the object
         return nullptr;
     }
 }
@@ -93,7 +94,7 @@ void CreateAll()
     if (pVEMigration == nullptr) {
         VEMigration* const migrator = NewMigrator();
         pVEMigration = migrator;
-        if (migrator != nullptr && !migrator->FlagCreate()) {
+        if (migrator != nullptr) {
             migrator->Create();
         }
     }
@@ -158,13 +159,12 @@ try {
         const std::lock_guard<std::mutex> lock(VBMigrationlock);
         LOG_INFO("migration_final lock achieved");
         LOG_INFO("pMigrationService Deleted VBMigration ");
-        VEMigration* const migrator = pVEMigration.exchange(nullptr);  // the strategy's own pointer stays as it is
-        if (migrator != nullptr) {
-            if (migrator->FlagCreate()) {
-                migrator->Destroy();
-            }
-            delete migrator;
+        // The strategy's own pointer stays as it is.
+        std::unique_ptr<VEMigration> migrator(pVEMigration.exchange(nullptr));
+        if (migrator != nullptr && migrator->FlagCreate()) {
+            migrator->Destroy();
         }
+        migrator.reset();
         LOG_INFO("pVEMigration destructed VBMigration ");
     }
     LOG_INFO("migration_final lock over");

@@ -12,12 +12,13 @@
 #include <vector>
 
 // Picture result codes, 32 bits wide.
-inline constexpr int kPictureOk = 0;
-inline constexpr int kPictureFailure = static_cast<int>(0x80000000U);
-inline constexpr int kPictureNoPath = static_cast<int>(0x80000008U);
-inline constexpr int kPictureNoFile = static_cast<int>(0x80000010U);     // missing, unopenable or empty
-inline constexpr int kPictureOutOfRange = static_cast<int>(0x80000200U); // item index names no item
+inline constexpr int kPictureOk = 0;                                      ///< success
+inline constexpr int kPictureFailure = static_cast<int>(0x80000000U);     ///< any failure without a code of its own
+inline constexpr int kPictureNoPath = static_cast<int>(0x80000008U);      ///< no path
+inline constexpr int kPictureNoFile = static_cast<int>(0x80000010U);      ///< file missing, unopenable or empty
+inline constexpr int kPictureOutOfRange = static_cast<int>(0x80000200U);  ///< item index names no item
 
+/** A whole picture file, or the data of an item, in memory. */
 using PictureBuffer = std::unique_ptr<unsigned char[]>;
 
 /** Room for a picture file of so many bytes. @return null without memory or beyond what one file may have (2 GiB) */
@@ -33,7 +34,7 @@ inline PictureBuffer NewPictureBuffer(std::int64_t size)
  */
 class PictureDataMigration {
  public:
-    PictureDataMigration();
+    PictureDataMigration() noexcept;
     virtual ~PictureDataMigration();
     PictureDataMigration(const PictureDataMigration&) = delete;
     PictureDataMigration& operator=(const PictureDataMigration&) = delete;
@@ -49,6 +50,7 @@ class PictureDataMigration {
     int t_WriteToFlash(unsigned char* data, unsigned int size, const char* path);
 
     /** Reads a picture file.
+     * @param path    the file
      * @param values  receives one 32-bit value per record: room for every record of the file is needed
      * @return 0, 0x80000010 (missing, unopenable or empty) or 0x80000000 (allocation, read, cut record); a record of 41 to
      * 255 bytes ends the process */
@@ -58,6 +60,8 @@ class PictureDataMigration {
     int ReadValues(const char* path, std::vector<int>& values);
 
     /** Asks the factory interface for the current values.
+     * @param uids    factory item ids
+     * @param count   number of ids
      * @param values  room for @p count values; a failed item's is left alone
      * @return 0, or -1 when the last item failed or @p count is 0 */
     int t_GetFactoryUIDData(unsigned int* uids, unsigned int count, int* values);
@@ -66,11 +70,13 @@ class PictureDataMigration {
     int t_WriteToVB(const char* path);
 
     /** Writes the records of the previous platform's enciphered backup into the factory store of the box.
+     * @param path   the backup
      * @param uids   item ids that stand in, by position, for those in the backup
      * @param count  number of ids; more records than that are a failure
      * @return 0 or 0x80000000 */
     int t_WriteUlveyToVB(const char* path, unsigned int* uids, unsigned int count = UINT_MAX);
 
+    /** Keeps a switch that nothing reads, and logs it. */
     void t_SetPicMigrationPrint(bool on);
 
  private:

@@ -11,19 +11,22 @@ inline constexpr unsigned int kLastWordItemId = 1759;
 
 /** Header of one record. */
 struct PicFactoryData {
-    std::uint32_t UID = 0;
-    std::uint32_t StoreType = 0;
-    std::int32_t Size = 0;
+    std::uint32_t UID = 0;        ///< factory item id
+    std::uint32_t StoreType = 0;  ///< what the factory interface gave for the item, handed back unchanged
+    std::int32_t Size = 0;        ///< number of data bytes
 };
 
+/** Bytes of a header in the file. */
 inline constexpr std::size_t kRecordHeaderSize = 12;
 
+/** Reads a 32-bit word of the file. */
 inline std::uint32_t LoadLittleEndian32(const unsigned char* bytes)
 {
     return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
            static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
 }
 
+/** Writes a 32-bit word of the file. */
 inline void StoreLittleEndian32(std::uint32_t value, unsigned char* bytes)
 {
     for (int i = 0; i < 4; ++i) {
@@ -31,6 +34,7 @@ inline void StoreLittleEndian32(std::uint32_t value, unsigned char* bytes)
     }
 }
 
+/** Writes a header as it stands in the file. */
 inline void StoreHeader(const PicFactoryData& header, unsigned char* bytes)
 {
     StoreLittleEndian32(header.UID, bytes);
@@ -48,6 +52,8 @@ inline int LoggedValue(std::uint32_t uid, const unsigned char* data, std::size_t
 /** A run of records in memory: the one place that knows whether a header, and its data, lie in the buffer. */
 class PictureRecords {
  public:
+    /** @param data    the run, which has to outlive this object
+     * @param length  its length in bytes */
     PictureRecords(const unsigned char* data, std::size_t length) : mData(data), mLength(length) {}
 
     /** Reads the header at an offset. @return false when it does not lie in the buffer */
@@ -72,6 +78,7 @@ class PictureRecords {
     /** The data after the header at an offset. */
     const unsigned char* DataAt(std::size_t offset) const { return mData + offset + kRecordHeaderSize; }
 
+    /** @return the length of the run in bytes */
     std::size_t Length() const { return mLength; }
 
  private:

@@ -13,7 +13,7 @@
 template <int N>
 class VEMigrationImpl : public VEMigration {
  public:
-    VEMigrationImpl();
+    VEMigrationImpl() noexcept;
     ~VEMigrationImpl() override;
 
     int Create() override;

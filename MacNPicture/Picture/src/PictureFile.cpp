@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <new>
 
 #define LOG_UNIT "PictureMigration.cpp"
 
@@ -165,7 +164,7 @@ int PictureDataMigration::ReadValues(const char* path, std::vector<int>& values)
     file.Close();
     try {
         return ParseValues(PictureRecords(buffer.get(), size), values);
-    } catch (const std::bad_alloc&) {
+    } catch (...) {  // of the values, without memory for them
         return kPictureFailure;
     }
 }

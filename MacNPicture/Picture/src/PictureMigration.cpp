@@ -28,7 +28,7 @@ int ItemSize(const char* operation, unsigned int uid, migration_get_size_callbac
 
 }  // namespace
 
-PictureDataMigration::PictureDataMigration()
+PictureDataMigration::PictureDataMigration() noexcept
 {
     LOG_ERROR("\n PictureDataMigration  Constructor VBMigration \n");  // a trace, at the priority it has always had
 }

@@ -119,7 +119,7 @@ template <int N>
 int VEMigrationImpl<N>::m_i32SpiData[N] = {};
 
 template <int N>
-VEMigrationImpl<N>::VEMigrationImpl()
+VEMigrationImpl<N>::VEMigrationImpl() noexcept
 {
     LOG_ERROR("\n VEMigration VBMigration \n");  // a trace, at the priority it has always had
 }

@@ -8,14 +8,17 @@
 /** The backup travels as one archive, which the migration service moves to and from the box; the MAC address comes from the
  * raw MAC block or from the TV-side micom and is not backed up. The only strategy whose boot partition can be read and
  * set. */
-class MavoNufStratgegy final : public MigrationStrategy {
+class MavoNufStratgegy : public MigrationStrategy {
  public:
     MavoNufStratgegy();
 
     /** @return false, whatever was dumped: there is no MAC backup to this box */
     bool DumpNonVolatileData() override;
     bool RestoreNonVolatileData() override;
-    /** @param type  0 backup, 1 restore; every other type fails, those of the other pairings too */
+    /** Carries out a START or END; there is no clean-up.
+     * @param type      0 backup, 1 restore; every other type fails, those of the other pairings too
+     * @param progress  where it stands
+     * @param status    not null; receives the outcome */
     bool NotifyMigrationStatus(const VB_VornBoxMigrationType_k& type, const VB_VornBoxMigrationProgress_k& progress,
                                VB_VornBoxMigrationStatus_k* status) override;
     bool BackupMACAddress() override;

@@ -21,27 +21,44 @@ class MigrationStrategy {
     MigrationStrategy(const MigrationStrategy&) = delete;
     MigrationStrategy& operator=(const MigrationStrategy&) = delete;
 
+    // The virtual operations; true is success.
+
+    /** Saves the MAC address and writes the picture items into the backup folder. */
     virtual bool DumpNonVolatileData();
+    /** Restores the MAC address, then the picture items. */
     virtual bool RestoreNonVolatileData();
+    /** Carries out a START or END, and the clean-up after END and after a failure.
+     * @param type      what is being done
+     * @param progress  where it stands
+     * @param status    not null; receives the outcome */
     virtual bool NotifyMigrationStatus(const VB_VornBoxMigrationType_k& type,
                                        const VB_VornBoxMigrationProgress_k& progress,
                                        VB_VornBoxMigrationStatus_k* status);
+    /** Saves the TV's MAC address in the way of the pairing. */
     virtual bool BackupMACAddress() = 0;
+    /** Restores the MAC address in the way of the pairing. */
     virtual bool RestoreMACAddress() = 0;
+    /** Selects the boot partition; false where a pairing has none. */
     virtual bool SetBootPartition(int partition);
+    /** Reads the boot partition; false, and nothing written, where a pairing has none. */
     virtual bool GetBootPartition(int* partition);
     /** Decides mRestorePath and mbLegacyRestorePath. */
     virtual bool SetRestorePath() = 0;
+    /** Writes the picture items below the restore path into the box. */
     virtual bool RestorePicture();
+    /** The work of a backup's START or END. */
     virtual bool NotifyMigrationImplBkup(const VB_VornBoxMigrationProgress_k& progress);
+    /** The work of a restore's START or END. */
     virtual bool NotifyMigrationImplRestore(const VB_VornBoxMigrationProgress_k& progress);
 
     /** Hands over the picture migrator (the Observer of the log), which is not owned. */
     void SetObserver(VEMigration* observer) { mpObserver = observer; }
 
+    /** Has the picture migrator copy the items between box and service file. */
     bool DoVornBoxDataSync(VB_VornBoxInfo_k direction);
     /** Cuts "SP_VB_Data/" and what follows off the backup path. @return true */
     bool RestorBkupPath();
+    /** TunerGIPOSet() at START, TunerGIPOUnset() at END. */
     bool TunerGPIOSetUnset(const VB_VornBoxMigrationProgress_k& progress);
     /** Makes sure that the backup folder exists and has the backup path name it. */
     bool CreateSPFolder();
@@ -62,7 +79,9 @@ class MigrationStrategy {
     bool UnMount();
     /** @return whether the EEPROM flag says that a migration was cut by a power loss */
     bool CheckForPowerOff();
+    /** Raises the power flag in EEPROM. @return whether it was written */
     bool SetFlagForPower();
+    /** Lowers it. @return likewise */
     bool ClearPowerFlag();
     /** Formats the migration partition on the service. @return true, whatever came of it */
     bool FormatPartitionPowerOff();
@@ -77,10 +96,14 @@ class MigrationStrategy {
     bool ReadFromFileToBuff(const std::string& path, unsigned char* buffer, const int& size);
     /** @return whether the stream is open, which it stays */
     bool ReadFromFileToBuff(std::fstream& stream, unsigned char* buffer, const int& size);
+    /** Stores a migrated MAC address in the TV's EEPROM. @return whether it was stored */
     bool WriteEEPROMMigratedMAC(const unsigned char* mac, const int& size);
     /** @return whether exactly @p size bytes could be read */
     bool ReadRAWBlock(const char* path, const int& size, unsigned char* buffer);
-    /** @param size  at most 6
+    /** Reads a file on the service.
+     * @param path    the file
+     * @param size    at most 6
+     * @param buffer  receives the bytes
      * @return whether there is a client and a buffer; without an accepted reply the buffer is left alone, digits that
      * are missing from one read as 0 */
     bool ExcuteBlockReadOnServer(const char* path, const int& size, unsigned char* buffer);
@@ -95,10 +118,14 @@ class MigrationStrategy {
 
     // Board.
 
-    /** @param fd  the open system device */
+    /** @param fd  the open system device
+     * @return whether the board is a new one; false also when a level cannot be read */
     bool CheckForNewBoard(int fd);
+    /** @return whether the set has a CI slot */
     bool IsCIEnable();
+    /** Saves the levels of GPIO 172 to 175. @return whether all could be read */
     bool BackupGPIOs(int fd);
+    /** Sets them again. @return whether all could be set */
     bool RestoreGPIOs(int fd);
     /** @return 0, or -1 when the tuner frontend is missing or refuses */
     int SetTunerMute(int onOff);
@@ -119,6 +146,7 @@ class MigrationStrategy {
     /** Ends a dump, however it is left: has the factory data synced, then puts the backup path back. */
     class EndOfDump {
      public:
+        /** @param strategy  whose dump it is */
         explicit EndOfDump(MigrationStrategy& strategy) : mStrategy(strategy) {}
         ~EndOfDump();
         EndOfDump(const EndOfDump&) = delete;
@@ -128,19 +156,20 @@ class MigrationStrategy {
         MigrationStrategy& mStrategy;
     };
 
-    VEMigration* mpObserver = nullptr;
-    std::string mBackupPath;
-    std::string mRestorePath;
-    bool mbLegacyRestorePath = false;
-    bool mbReserved = false;
-    bool mbPowerOffDetected = false;
-    bool mbFormattedAfterPowerOff = false;
-    bool mbMigrationMounted = false;
-    bool mbModuleLoaded = false;     // in step with mbMigrationMounted
-    bool mbDataSyncMounted = false;
+    VEMigration* mpObserver = nullptr;      ///< the picture migrator, not owned
+    std::string mBackupPath;                ///< base of the backup tree; the backup folder itself during a dump
+    std::string mRestorePath;               ///< where a restore reads, see SetRestorePath()
+    bool mbLegacyRestorePath = false;       ///< the backup there is the previous platform's
+    bool mbReserved = false;                ///< not used
+    bool mbPowerOffDetected = false;        ///< START found that the last migration was cut
+    bool mbFormattedAfterPowerOff = false;  ///< and the partition was formatted: the next mount is left out
+    bool mbMigrationMounted = false;        ///< as far as this process knows
+    bool mbModuleLoaded = false;            ///< in step with mbMigrationMounted
+    bool mbDataSyncMounted = false;         ///< whether the link locked at the last attempt
 
+    /** Places in mGPIOS. */
     enum GpioIndex { GPIO_172, GPIO_173, GPIO_174, GPIO_175, GPIO_165, GPIO_153, GPIO_107, GPIO_COUNT };
-    unsigned char mGPIOS[GPIO_COUNT] = {0, 0, 0, 0, 1, 1, 0};
+    unsigned char mGPIOS[GPIO_COUNT] = {0, 0, 0, 0, 1, 1, 0};  ///< 172 to 175: saved at START; the rest: as last read
 
  private:
     bool RunNotification(const VB_VornBoxMigrationType_k& type, const VB_VornBoxMigrationProgress_k& progress);
@@ -156,5 +185,6 @@ inline constexpr const char* kBackupFolder = "SP_VB_Data/";
 /** The folder of the previous platform's backup, below the working directory. */
 inline constexpr const char* kLegacyFolder = "TD/Migration/";
 
+/** Bytes of a MAC address. */
 inline constexpr int kMacSize = 6;
 

@@ -23,13 +23,14 @@ class SameGenerationStratgegy : public MigrationStrategy {
         LOG_FOR(Generation::kUnit, Generation::kName, kLogInfo, "%s", Generation::kConstructed);
     }
 
+    /** Copies the MAC address into the raw MAC block while that is blank. @return whether the service wrote it now */
     bool BackupMACAddress() override;
 
-    bool RestoreMACAddress() override { return NotSupported(__func__, Generation::kNotSupported); }
-    bool SetBootPartition(int) override { return NotSupported(__func__, Generation::kNotSupportedTab); }
-    bool GetBootPartition(int*) override { return NotSupported(__func__, Generation::kNotSupportedTab); }
-    bool SetRestorePath() override { return NotSupported(__func__, Generation::kNotSupported); }
-    bool RestorePicture() override { return NotSupported(__func__, Generation::kNotSupportedTab); }
+    bool RestoreMACAddress() override { return NotSupported(__func__, Generation::kNotSupported); }  ///< fails
+    bool SetBootPartition(int) override { return NotSupported(__func__, Generation::kNotSupportedTab); }  ///< fails
+    bool GetBootPartition(int*) override { return NotSupported(__func__, Generation::kNotSupportedTab); }  ///< fails
+    bool SetRestorePath() override { return NotSupported(__func__, Generation::kNotSupported); }  ///< fails
+    bool RestorePicture() override { return NotSupported(__func__, Generation::kNotSupportedTab); }  ///< fails
 
  private:
     static bool NotSupported(const char* operation, const char* text)

@@ -45,16 +45,6 @@ std::string BasePath(int key)
     return path;
 }
 
-/** Runs a step of a clean-up; a step that cannot allocate memory must not keep the next ones from running. */
-template <class Step>
-void BestEffort(Step step) noexcept
-{
-    try {
-        step();
-    } catch (...) {
-    }
-}
-
 }  // namespace
 
 MigrationStrategy::MigrationStrategy()
@@ -109,11 +99,12 @@ try {
     return false;
 }
 
+/** Every step runs, whatever comes of the ones before; none of them allocates memory outside the shell runner. */
 void MigrationStrategy::CleanUpNotification() noexcept
 {
-    BestEffort([this] { UnMount(); });
-    BestEffort([this] { TunerGIPOUnset(); });
-    BestEffort([this] { ClearPowerFlag(); });
+    UnMount();
+    TunerGIPOUnset();
+    ClearPowerFlag();
 }
 
 bool MigrationStrategy::NotifyMigrationImplBkup(const VB_VornBoxMigrationProgress_k& progress)
