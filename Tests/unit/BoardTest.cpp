@@ -114,6 +114,16 @@ struct FailingRead {
     int readsBefore;
 };
 
+TEST_F(NewBoard, LevelsAreKeptInThePlacesOfTheirGpios)
+{
+    StartStrategy();
+    SetLevel(165, 5);
+    SetLevel(153, 6);
+    SetLevel(107, 7);
+    EXPECT_FALSE(Strategy().CheckForNewBoard(System()));
+    EXPECT_THAT(Strategy().mGPIOS, ::testing::ElementsAre(0, 0, 0, 0, 5, 6, 7));
+}
+
 class BoardDetection : public Board, public ::testing::WithParamInterface<FailingRead> {};
 
 TEST_P(BoardDetection, EndsAtTheFirstReadThatFails)

@@ -1,10 +1,15 @@
 // What the library learns of the set at start-up.
 
 #include <CaseName.h>
+#include <MessageTrace.h>
+#include <SystemInfo.h>
 #include <TestSet.h>
 #include <VBMigration.h>
 
+#include <dlfcn.h>
+
 #include <algorithm>
+#include <map>
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
@@ -16,6 +21,12 @@ const char* const kTvChip = "In VBMigration TVChip is : [4].. Compare values fro
                             "system_info_type.h:system_info_tv_side_main_chip enum ";
 const char* const kBoxChip = "In VBMigration VBChip is : [6].. Compare values from "
                              "system_info_type.h:system_info_vb_side_main_chip enum ";
+
+/** What the platform writes by key although it fails, and what it found where it writes. */
+std::map<int, int> writtenByFailures;
+std::map<int, int> found;
+
+int resultOfFailures = -1;
 
 class Configuration : public OnSet {
  protected:
@@ -44,6 +55,18 @@ class Configuration : public OnSet {
 
 }  // namespace
 
+int system_info_get_value_int(int key, int* value)
+{
+    static const auto next =
+        reinterpret_cast<decltype(&::system_info_get_value_int)>(dlsym(RTLD_NEXT, "system_info_get_value_int"));
+    found[key] = *value;
+    const int result = next(key, value);
+    if (result != 0 && writtenByFailures.count(key) != 0) {
+        *value = writtenByFailures[key];
+    }
+    return result != 0 ? resultOfFailures : 0;
+}
+
 TEST_F(Configuration, IsUnknownAtFirst)
 {
     EXPECT_THAT(Variables(), ElementsAre(-1, -1, -1, -1, 0));
@@ -54,7 +77,7 @@ TEST_F(Configuration, ReadsFiveKeysInOrder)
     EXPECT_EQ(MigrationCommon::SetVornBoxSystemConfig(), 0);
 
     std::vector<std::string> keys;
-    for (const Interaction& interaction : Trace()) {
+    for (const Interaction& interaction : Trace({"platform"})) {
         EXPECT_EQ(interaction.call, "system_info_get_value_int");
         keys.push_back(interaction.args);
     }
@@ -64,6 +87,19 @@ TEST_F(Configuration, ReadsFiveKeysInOrder)
                                       Info("In VBMigration TVYear is : 14"),
                                       Info("In VBMigration VBYear is : 13"), Info(kTvChip), Info(kBoxChip),
                                       Info("Valid duolink information from SystemConfig... ")));
+}
+
+TEST_F(Configuration, TellsOfEachKeyWhenItHasBeenRead)
+{
+    Answers("fail", "13", "4", "fail", "1");
+    MigrationCommon::SetVornBoxSystemConfig();
+    const std::string read = "system_info_get_value_int";
+    EXPECT_THAT(Happened(Trace()),
+                ElementsAre("\"SetVornBoxSystemConfig <============ \"", read,
+                            "\"Invalid TV Year information from SystemConfig...\"", read,
+                            "\"In VBMigration VBYear is : 13\"", read, '"' + std::string(kTvChip) + '"', read,
+                            "\"Invalid VornBox Chip information from SystemConfig...\"", read,
+                            "\"Valid duolink information from SystemConfig... \""));
 }
 
 TEST_F(Configuration, FailsWhenNoKeyCanBeRead)
@@ -87,6 +123,36 @@ TEST_F(Configuration, KeepsWhatItKnowsWhenAKeyCannotBeReadAnyMore)
     Answers("fail", "fail", "fail", "fail", "fail");
     EXPECT_EQ(MigrationCommon::SetVornBoxSystemConfig(), -1);
     EXPECT_THAT(Variables(), ElementsAre(14, 13, 4, 6, 0));  // duolink support is decided anew each time
+}
+
+TEST_F(Configuration, KeepsWhatItKnowsAlsoWhenAReadWritesAndFails)
+{
+    MigrationCommon::SetVornBoxSystemConfig();
+    Answers("fail", "fail", "fail", "fail", "fail");
+    writtenByFailures = {{254, 99}, {252, 99}, {253, 99}, {251, 99}};
+    for (const int result : {-1, 1}) {
+        resultOfFailures = result;
+        EXPECT_EQ(MigrationCommon::SetVornBoxSystemConfig(), -1);
+        EXPECT_THAT(Variables(), ElementsAre(14, 13, 4, 6, 0));
+    }
+}
+
+TEST_F(Configuration, GoesByTheDuolinkValueAlsoWhenItsReadFails)
+{
+    Answers("fail", "fail", "fail", "fail", "fail");
+    writtenByFailures = {{705, 1}};
+    EXPECT_EQ(MigrationCommon::SetVornBoxSystemConfig(), -1);
+    EXPECT_TRUE(MigrationCommon::bDLSupported);
+    EXPECT_EQ(Logged().back(), Error("Invalid duolink information from SystemConfig..."));
+}
+
+TEST_F(Configuration, AsksForTheDuolinkValueFromZeroEachTime)
+{
+    for (int i = 0; i < 2; ++i) {
+        found[705] = 7;
+        MigrationCommon::SetVornBoxSystemConfig();
+        EXPECT_EQ(found[705], 0);
+    }
 }
 
 TEST_F(Configuration, SucceedsByTheTvYearAlone)

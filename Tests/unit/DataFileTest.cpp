@@ -192,10 +192,22 @@ TEST_F(DataFile, AServiceReadSucceedsWhateverTheServiceAnswers)
     EXPECT_EQ(Buffer(), "........");
 }
 
-TEST_F(DataFile, TheServiceIsNotAskedToReadWithoutABuffer)
+TEST_F(DataFile, TheServiceIsNotAskedToReadWithoutPathOrBuffer)
 {
     EXPECT_FALSE(Strategy().ExcuteBlockReadOnServer(kFile, 6, nullptr));
+    EXPECT_FALSE(Strategy().ExcuteBlockReadOnServer(nullptr, 6, buffer_));
     EXPECT_EQ(Asked(), Steps{});
+}
+
+TEST_F(DataFile, TheServiceIsToldTheSize)
+{
+    PutOnTv(kFile, "abcdefgh");
+    EXPECT_TRUE(Strategy().ExcuteBlockReadOnServer(kFile, 3, buffer_));
+    EXPECT_EQ(Buffer(), "abc.....");
+    EXPECT_TRUE(Strategy().WriteToFileServer(kFile, buffer_, 2));
+    EXPECT_EQ(OnTv(kFile), "ab");
+    EXPECT_EQ(Asked(), (Steps{"request: 1:/opt/tv/data/file:3:EMPTY = 1:3:616263",
+                              "request: 2:/opt/tv/data/file:2:6162 = 2:2:0"}));
 }
 
 TEST_F(DataFile, NothingGoesThroughTheServiceWithoutAClient)

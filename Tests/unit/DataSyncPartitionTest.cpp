@@ -104,6 +104,25 @@ TEST_F(DataSyncPartition, CountsAsMountedAlsoWhenEverythingFails)
     EXPECT_TRUE(Strategy().mbDataSyncMounted);
 }
 
+TEST_F(DataSyncPartition, ANegativeStatusOfTheServiceIsAFailureToo)
+{
+    Fault("local.spi_init.sh", "3");
+    Fault("service.reply.0", "0:-17:0");
+    EXPECT_TRUE(Strategy().DataSyncPartitionMount());
+    const Messages messages = LoggedByMount();
+    ASSERT_EQ(messages.size(), 8U);
+    EXPECT_EQ(messages[5], Error("\tmount data_sync Did not succeed "));
+    EXPECT_EQ(messages[6], Error(" Server mount & Format SPI FLASH data_sync is FAIL!! Result : -17"));
+}
+
+TEST_F(DataSyncPartition, IsMountedWithTheYearOfTheTvTold)
+{
+    Fault("system_info.254", "17");
+    ASSERT_EQ(MigrationCommon::SetVornBoxSystemConfig(), 0);
+    EXPECT_TRUE(Strategy().DataSyncPartitionMount());
+    EXPECT_EQ(LoggedByMount().front(), Info(" TV_YEAR  17 "));
+}
+
 TEST_F(DataSyncPartition, IsNotMountedWithoutTheLock)
 {
     ASSERT_TRUE(Strategy().DataSyncPartitionMount());

@@ -209,6 +209,15 @@ TEST_F(ExportedApi, PictureSyncTracesAtEntryAndExit)
     EXPECT_THAT(Logged(), Contains(Info("Migration Event(3)")));
 }
 
+TEST_F(ExportedApi, PictureSyncTracesAtExitAlsoWithoutAStrategy)
+{
+    TvYearIs(16);
+    EXPECT_EQ(migration_api_do_vornBox_picture_data_sync(VB_INFO_MIGRATION_EVENT_3), -1);
+    EXPECT_THAT(FrontDoorLog(), ElementsAre(EntryTrace("migration_api_do_vornBox_picture_data_sync"),
+                                            Info("get_Startegy VBMigration "),
+                                            EntryTrace("migration_api_do_vornBox_picture_data_sync")));
+}
+
 TEST_F(ExportedApi, PictureSyncGivesTheOutcomeOfTheMigrator)
 {
     EXPECT_EQ(migration_api_do_vornBox_picture_data_sync(VB_INFO_VB_FAC_TO_TV_SPI), 0);
@@ -378,6 +387,16 @@ TEST_F(ExportedApi, MigratorFunctionsFailAfterTheTeardown)
                                       Info("get_vemigration_instance VBMigration "),
                                       Error("VEMigration Instance is NULL"),
                                       EntryTrace("migration_api_get_vornBox_migration_test_data")));
+}
+
+TEST_F(ExportedApi, CallbacksSurviveTheTeardown)
+{
+    migration_api_assign_callback_getsize(OneSize);
+    migration_api_assign_callback_getdata(OneData);
+    get_vemigration_instance();
+    migration_final();
+    EXPECT_EQ(funptrretSize(), OneSize);
+    EXPECT_EQ(funptrretData(), OneData);
 }
 
 TEST_F(ExportedApi, StrategyFunctionsReachTheSurvivingStrategyAfterTheTeardown)

@@ -75,6 +75,11 @@ TEST(MigratorInterface, KeepsTheOrderOfItsVirtualOperations)
     EXPECT_EQ(Slot(&VEMigration::GetUIDArray), 14);
 }
 
+TEST(MigratorInterface, HasNoMembers)
+{
+    EXPECT_EQ(sizeof(VEMigration), sizeof(void*));
+}
+
 TEST(MigratorInterface, CountsOperationsThatAreNotOverriddenAsFailed)
 {
     BareMigrator migrator;

@@ -2,10 +2,12 @@
 
 #include "PictureOnSet.h"
 
+#include <MigrationStrategy.h>
 #include <VEMigrationImpl.h>
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -23,6 +25,11 @@ VB_FactoryItemNode_t Command(unsigned int specialId)
     node.uiUniqueIndex = specialId;
     return node;
 }
+
+/** Opens a protected member of strategies. */
+struct OpenedStrategy : MigrationStrategy {
+    static bool MigrationStrategy::*Mounted() { return &OpenedStrategy::mbDataSyncMounted; }
+};
 
 /** What a migrator serves for a unique index: the text, or "none" when the index names no item. */
 template <int N>
@@ -84,16 +91,21 @@ class SetFactoryItem : public ItemValue {
     VEMigrationImpl<44> migrator;
 };
 
-TEST_F(ItemValue, CannotBeSetBeforeTheMigratorIsCreated)
+template <class Migrator>
+class ItemValueOfAny : public ItemValue {};
+using Migrators = ::testing::Types<VEMigrationImpl<44>, VEMigrationImpl<62>>;
+TYPED_TEST_SUITE(ItemValueOfAny, Migrators, );
+
+TYPED_TEST(ItemValueOfAny, CannotBeSetBeforeTheMigratorIsCreated)
 {
-    Start();
-    VEMigrationImpl<44> migrator;
-    Forget();
-    EXPECT_EQ(Load(migrator, 1713), -1);
-    EXPECT_THAT(Logged(), ElementsAre(
+    this->Start();
+    TypeParam migrator;
+    this->Forget();
+    EXPECT_EQ(this->Load(migrator, 1713), -1);
+    EXPECT_THAT(this->Logged(), ElementsAre(
                               Info("VEMigration::SetFactoryItem called "),
                               Error("VEMigration::SetFactoryItem-> bFlagCreate is false : Construcor not called ")));
-    EXPECT_THAT(Trace(), IsEmpty());
+    EXPECT_THAT(this->Trace(), IsEmpty());
 }
 
 class OtherSpecialId : public SetFactoryItem, public ::testing::WithParamInterface<unsigned int> {};
@@ -128,6 +140,19 @@ INSTANTIATE_TEST_SUITE_P(Values, KnownSpecialId,
                          ::testing::Combine(::testing::Values(1713U, 1714U, 1715U, 1778U),
                                             ::testing::Values(0, 2, -1, INT_MIN)));
 
+TEST_F(SetFactoryItem, ReadsNoOtherWordOfTheRecord)
+{
+    VB_FactoryItemNode_t node;
+    std::memset(&node, 0xEE, sizeof node);
+    node.uiSpecialId = 1713;
+    EXPECT_EQ(migrator.SetFactoryItem(&node, 1), 0);
+    std::memset(&node, 0xEE, sizeof node);
+    node.uiUniqueIndex = 1716;
+    char out[10] = "";
+    EXPECT_EQ(migrator.ConvertValueToStr(&node, 1, out), 0);
+    EXPECT_STREQ(out, "0");
+}
+
 TEST_F(SetFactoryItem, DecidesBySpecialIdNotByUniqueIndex)
 {
     VB_FactoryItemNode_t node = {};
@@ -153,6 +178,19 @@ TEST_F(SetFactoryItem, MountsThePartitionAndStoresTheItemsOfTheBoxIntoTheService
         paths.push_back(call.call + ' ' + call.args);
     }
     EXPECT_THAT(paths, Contains("tzplatform_mkpath 31 migration/service/PictureData.dat"));
+}
+
+TEST_F(SetFactoryItem, MountsThroughTheStrategyOfTheSet)
+{
+    const auto strategy = get_Startegy();
+    ASSERT_NE(strategy, nullptr);
+    for (const unsigned int specialId : {1713U, 1714U, 1715U, 1778U}) {
+        strategy->*OpenedStrategy::Mounted() = false;
+        Forget();
+        EXPECT_EQ(Load(migrator, specialId), 0);
+        EXPECT_TRUE(strategy->*OpenedStrategy::Mounted()) << specialId;
+        EXPECT_EQ(Logged({"get_Startegy"}), (Messages{Info("get_Startegy VBMigration ")}));
+    }
 }
 
 TEST_F(SetFactoryItem, FailsToStoreWhenThePartitionCannotBeMounted)
@@ -282,7 +320,6 @@ class ServedValues : public ItemValue {
     Migrator migrator;
 };
 
-using Migrators = ::testing::Types<VEMigrationImpl<44>, VEMigrationImpl<62>>;
 TYPED_TEST_SUITE(ServedValues, Migrators, );
 
 TYPED_TEST(ServedValues, HaveOneIndexEachAndAGapThatNamesNone)
@@ -330,7 +367,7 @@ TYPED_TEST(ServedValues, AreThoseOfAllMigratorsOfAsManyItemsAndOutliveThem)
     ASSERT_EQ(this->migrator.Destroy(), 0);
     ASSERT_EQ(this->migrator.Create(), 0);
     EXPECT_EQ(Served(this->migrator, 1716), "1234");
-    std::conditional_t<this->kExtended, VEMigrationImpl<44>, VEMigrationImpl<62>> another;
+    std::conditional_t<TestFixture::kExtended, VEMigrationImpl<44>, VEMigrationImpl<62>> another;
     EXPECT_EQ(Served(another, 1716), "0");
 }
 

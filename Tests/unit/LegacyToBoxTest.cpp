@@ -112,6 +112,15 @@ TEST_F(LegacyToBox, IsNotImportedWhenMissingOrEmpty)
     }
 }
 
+TEST_F(LegacyToBox, IsImportedAtAnySizeButZero)
+{
+    Put(two);
+    Fault("encrypt.size", "-1");
+    EXPECT_EQ(WriteToBox(), 0);
+    EXPECT_THAT(Logged(), Contains(Info(" vb_get_file_size returns File Size : -1 \n")));
+    EXPECT_EQ(Stores().size(), 2U);
+}
+
 TEST_F(LegacyToBox, TellsTheLengthWhenTheImportFailsAndReleasesNothing)
 {
     const std::string size = Put(two);

@@ -244,6 +244,15 @@ TEST_P(LifecycleByChip, OnlyChip3GivesTheMigratorOfTheExtendedTable)
     EXPECT_TRUE(migrator->FlagCreate());
 }
 
+TEST_P(LifecycleByChip, AFailedAllocationIsTheAbsenceOfAMigrator)
+{
+    Fault("system_info.253", GetParam());
+    allocation_failure::FailNothrow(1);
+    EXPECT_EQ(get_vemigration_instance(), nullptr);
+    EXPECT_TRUE(allocation_failure::Stop());
+    EXPECT_THAT(Logged({"CreateAll"}), Contains(Info("pVEMigration Created ")));
+}
+
 INSTANTIATE_TEST_SUITE_P(Chips, LifecycleByChip, ::testing::Values("3", "fail", "-1", "0", "2", "4", "62"),
                          CaseName<const char*>);
 
@@ -349,6 +358,29 @@ TEST_F(Lifecycle, ATeardownBeforeTheStartUpDoesNotHinderIt)
     EXPECT_THAT(Logged(), Not(Contains(Info("Creating VBMigration "))));
     EXPECT_NE(get_vemigration_instance(), nullptr);
     EXPECT_NE(get_Startegy(), nullptr);
+}
+
+TEST_F(Lifecycle, ATeardownOfAMigratorThatIsNotCreatedLetsTheNextAccessMakeAnother)
+{
+    allocation_failure::FailNothrow(2);  // the first is the migrator, the second its state
+    get_vemigration_instance();
+    EXPECT_TRUE(allocation_failure::Stop());
+    migration_final();
+    VEMigration* const migrator = get_vemigration_instance();
+    ASSERT_NE(migrator, nullptr);
+    EXPECT_TRUE(migrator->FlagCreate());
+    EXPECT_EQ(Count("\n VEMigration VBMigration \n"), 2);
+}
+
+TEST_F(Lifecycle, TheEndOfTheProcessFreesNeitherObject)
+{
+    const auto startAndExit = [] {
+        get_Startegy();
+        std::exit(17);
+    };
+    EXPECT_EXIT(startAndExit(), ::testing::ExitedWithCode(17), "");
+    EXPECT_EQ(Count("OVer Creation VBMigration "), 1);
+    EXPECT_THAT(Logged({"~MigrationStrategy", "~VEMigrationImpl", "~PictureDataMigration"}), IsEmpty());
 }
 
 // Threads. The platform is slow in these, so that all of them come while the first one is at it.

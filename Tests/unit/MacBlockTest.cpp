@@ -94,6 +94,14 @@ TEST_F(MacBlock, ARequestForNothingSucceedsAlsoWhenTheBlockCannotBeOpened)
     EXPECT_EQ(Logged(), (Messages{Error("can't open Path [/dev/mtdblock3], errno : [ 2 ] ")}));
 }
 
+TEST_F(MacBlock, ARequestForLessThanNothingFailsAndTouchesNothing)
+{
+    EXPECT_FALSE(Read(-1));
+    Fault("path./dev/mtdblock3", "ENOENT");
+    EXPECT_FALSE(Read(-1));
+    EXPECT_THAT(buffer_, ::testing::Each(9));
+}
+
 // Whether it is blank
 
 TEST_F(MacBlock, OfOnesIsBlank)
@@ -198,6 +206,12 @@ TEST_F(MacBlock, AMigratedAddressIsStoredInTheEeprom)
     EXPECT_EQ(Set().MigratedMac(), (vbset::Mac{0x02, 0x00, 0x5E, 0x20, 0x00, 0x15}));
     EXPECT_EQ(Asked(), (Steps{"eeprom_write_migrated_mac 02005E200015 6 = 0"}));
     EXPECT_EQ(Logged(), (Messages{Info("EEPROM Write Success for MAC Address")}));
+}
+
+TEST_F(MacBlock, TheSizeOfAMigratedAddressIsLeftToTheEeprom)
+{
+    EXPECT_FALSE(Strategy().WriteEEPROMMigratedMAC(kMac.data(), 4));
+    EXPECT_EQ(Asked(), (Steps{"eeprom_write_migrated_mac 02005E20 4 = 22"}));
 }
 
 TEST_F(MacBlock, AMigratedAddressThatCannotBeStoredIsReportedWithTheError)

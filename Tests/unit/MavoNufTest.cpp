@@ -1,7 +1,27 @@
 /** A TV with a box of year 13: where the MAC address comes from, dump and restore, the boot partition. */
 #include "MavoNufOnSet.h"
 
+#include <Micom.h>
+
+#include <dlfcn.h>
+
 namespace {
+
+/** What the micom returns without giving an address, where a test says so. */
+std::optional<int> emptyMicomAnswer;
+
+}  // namespace
+
+int micom_get_tv_side_mac_addr(unsigned char* mac)
+{
+    static const auto next =
+        reinterpret_cast<decltype(&::micom_get_tv_side_mac_addr)>(dlsym(RTLD_NEXT, "micom_get_tv_side_mac_addr"));
+    return emptyMicomAnswer ? *emptyMicomAnswer : next(mac);
+}
+
+namespace {
+
+static_assert(sizeof(MavoNufStratgegy) == sizeof(MigrationStrategy), "it has no members of its own");
 
 const char* const kFolder = "/opt/tv/migration/korvane_vbmg/SP_VB_Data/";
 const char* const kNoLegacyData = "stat /opt/korvane_vbmg/SP_VB_DATA = ENOENT";
@@ -63,6 +83,17 @@ TEST_F(MavoNuf, AMicomThatHasNoMacIsReportedWithItsResult)
     EXPECT_EQ(Logged(), (Messages{kNotImplemented, kFromMicom, Error("\n Micom read Mac failed [-5]...")}));
 }
 
+TEST_F(MavoNuf, AMicomThatGivesNothingButNoFailureGivesAZeroAddress)
+{
+    StartStrategy();
+    for (const int result : {0, 3}) {
+        emptyMicomAnswer = result;
+        EXPECT_TRUE(Strategy().RestoreMACAddress()) << result;
+        EXPECT_EQ(Set().MigratedMac(), vbset::Mac{});
+        EXPECT_EQ(Logged({"RestoreMACAddress"}).back(), Info("\n Micom read Mac SUCCESS..."));
+    }
+}
+
 TEST_F(MavoNuf, LegacyDataThatCannotBeLookedAtCountAsAbsent)
 {
     StartWithLegacyData();
@@ -104,6 +135,16 @@ TEST_F(MavoNuf, AShortBlockIsReadByTheService)
     EXPECT_EQ(Commands(), (Steps{"request: 1:/dev/mtdblock3:6:EMPTY = 1:2:0200"}));
 }
 
+TEST_F(MavoNuf, ABlockThatTheServiceDoesNotGiveReadsAsAZeroAddress)
+{
+    StartWithLegacyData();
+    Fault("path./dev/mtdblock3", "EACCES");
+    Fault("service.state", "error");
+    EXPECT_TRUE(Strategy().RestoreMACAddress());
+    EXPECT_EQ(Set().MigratedMac(), vbset::Mac{});
+    EXPECT_EQ(Logged({"RestoreMACAddress"}).back(), Info("  Server REad successful  "));
+}
+
 TEST_F(MavoNuf, ABlockThatNobodyCanReadLeavesTheEepromUntouched)
 {
     StartWithLegacyData();
@@ -136,6 +177,14 @@ TEST_F(MavoNuf, ADumpDumpsThePictureWithoutMountingAnythingAndReportsFailure)
     EXPECT_EQ(Logged({"DumpNonVolatileData", "BackupMACAddress"}),
               (Messages{Error("RQ141202-01250 : No Backup in NON 15 + 15 case"),
                         Error(" MAC data could not be dumped "), Info(" Picture data dumped ")}));
+}
+
+TEST_F(MavoNuf, ADumpSyncsForTheYearOfTheTvAndNotOfTheBox)
+{
+    StartSet("tv13", "box14");
+    MakeStrategy();
+    Strategy().DumpNonVolatileData();
+    EXPECT_EQ(Asked().back(), "DoVornBoxFactoryDatasSync 5 13 = 1");
 }
 
 TEST_F(MavoNuf, ASecondDumpGoesToTheSameFolder)
@@ -176,6 +225,41 @@ TEST_F(MavoNuf, ADumpWithoutABackupFolderSaysNothingMore)
     EXPECT_EQ(Calls({"migrator"}), Steps{});
     EXPECT_EQ(Asked().back(), "DoVornBoxFactoryDatasSync 5 13 = 1");
     EXPECT_EQ(Logged({"DumpNonVolatileData"}), (Messages{Error(" MAC data could not be dumped ")}));
+}
+
+/** The dump of a box whose MAC address could be backed up, so that the rest decides about its result. */
+class MavoNufWithMacBackup : public MavoNufStratgegy {
+ public:
+    bool BackupMACAddress() override { return true; }
+};
+
+TEST_F(MavoNuf, ADumpSucceedsExactlyWhenNeitherMacNorPictureFails)
+{
+    StartStrategy();
+    MavoNufWithMacBackup strategy;
+    strategy.SetObserver(&Migrator());
+    const Message macDumped = Info(" MAC data dumped ");
+    Forget();
+    EXPECT_TRUE(strategy.DumpNonVolatileData());
+    Migrator().dumpResult = 8;
+    EXPECT_FALSE(strategy.DumpNonVolatileData());
+    strategy.SetObserver(nullptr);
+    EXPECT_FALSE(strategy.DumpNonVolatileData());
+    EXPECT_EQ(Logged({"DumpNonVolatileData"}),
+              (Messages{macDumped, Info(" Picture data dumped "),            //
+                        macDumped, Error(" Picture data could not be dumped "),  //
+                        macDumped, Error(" FATAL : Observer Is NULL!!!!!!!! ")}));
+}
+
+TEST_F(MavoNuf, ADumpWithoutABackupFolderKeepsTheResultOfTheMac)
+{
+    StartStrategy();
+    MavoNufWithMacBackup strategy;
+    strategy.SetObserver(&Migrator());
+    Fault("local.mkdir", "1");
+    Fault("service.mkdir", "1");
+    EXPECT_TRUE(strategy.DumpNonVolatileData());
+    EXPECT_EQ(Calls({"migrator"}), Steps{});
 }
 
 // Restore

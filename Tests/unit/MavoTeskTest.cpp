@@ -44,6 +44,21 @@ TEST_F(MavoTesk, SaysWhoItIsOnceItsPathsAreKnown)
     EXPECT_EQ(Log().back().unit, "MavoTeskStratgegy.cpp");
 }
 
+TEST_F(MavoTesk, HasNoMembersOfItsOwn)
+{
+    EXPECT_EQ(sizeof(MavoTeskStratgegy), sizeof(MigrationStrategy));
+}
+
+TEST_F(MavoTesk, SaysNothingOfItsOwnWhenItGoes)
+{
+    {
+        const MavoTeskStratgegy strategy;
+        Forget();
+    }
+    EXPECT_EQ(Logged(), Logged({"~MigrationStrategy"}));
+    EXPECT_EQ(Logged().size(), 1u);
+}
+
 TEST_F(MavoTesk, TheMacIsNotBackedUp)
 {
     EXPECT_FALSE(Strategy().BackupMACAddress());

@@ -126,12 +126,15 @@ TEST_F(MigrationFlow, ThePictureIsDumpedAlsoWithoutAMacBackupAndTheResultIsThatO
 TEST_F(MigrationFlow, DumpFailsWithThePicture)
 {
     StartStrategy();
-    Migrator().dumpResult = static_cast<int>(0x80000000U);
-    EXPECT_FALSE(Strategy().DumpNonVolatileData());
-    EXPECT_EQ(Logged({"DumpNonVolatileData"}),
-              (Messages{Info("MAC data dumped "), Error("Picture data could not be dumped ")}));
-    EXPECT_EQ(Asked({"platform"}).back(), kSync);
-    EXPECT_EQ(Strategy().mBackupPath, kBase);
+    for (const int result : {static_cast<int>(0x80000000U), -1, 1}) {
+        Migrator().dumpResult = result;
+        Forget();
+        EXPECT_FALSE(Strategy().DumpNonVolatileData()) << result;
+        EXPECT_EQ(Logged({"DumpNonVolatileData"}),
+                  (Messages{Info("MAC data dumped "), Error("Picture data could not be dumped ")}));
+        EXPECT_EQ(Asked().back(), kSync);
+        EXPECT_EQ(Strategy().mBackupPath, kBase);
+    }
 }
 
 TEST_F(MigrationFlow, DumpWithoutAMigratorFailsButSyncsTheFactoryData)
@@ -213,6 +216,24 @@ TEST_F(MigrationFlow, RestoreFailsWithThePicture)
     EXPECT_FALSE(Strategy().RestoreNonVolatileData());
     EXPECT_EQ(Logged({"RestoreNonVolatileData", "RestorePicture"}),
               (Messages{Info("MAC data Restored "), Error("Picture data could not be Restored ")}));
+}
+
+/** A pairing with a picture restore of its own. */
+class StrategyWithOwnPicture : public SteeredStrategy {
+ public:
+    bool RestorePicture() override { return pictureResult; }
+    bool pictureResult = true;
+};
+
+TEST_F(MigrationFlow, RestoreAsksThePairingForThePictureAndGivesItsResult)
+{
+    StartSet();
+    StrategyWithOwnPicture strategy;
+    for (const bool result : {true, false}) {
+        strategy.pictureResult = result;
+        EXPECT_EQ(strategy.RestoreNonVolatileData(), result);
+    }
+    EXPECT_EQ(Logged({"RestorePicture"}), Messages{});
 }
 
 // The picture alone

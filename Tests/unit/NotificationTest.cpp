@@ -1,6 +1,7 @@
 /** What a migration notification does: the checks before, the work of its type, and the clean-up after. */
 #include "StrategyOnSet.h"
 
+#include <algorithm>
 #include <new>
 #include <optional>
 
@@ -211,6 +212,18 @@ TEST_F(Notification, TheSecondCleanUpTriesAFailedUnmountAgain)
                                  "service: /bin/spi_init.sh umount migration = 3"}));
 }
 
+TEST_F(Notification, ANegativeStatusOfAScriptFailsTheStep)
+{
+    StartStrategy();
+    Fault("service.reply.0", "0:-1:0");  // of every command; the mount does not mind
+    EXPECT_FALSE(Notify(kBackup, kStart));
+    EXPECT_FALSE(Notify(kBackup, kEnd));
+    EXPECT_EQ(Logged({"NotifyMigrationImplBkup"}),
+              (Messages{Error("Cleaning at backkup failed"), Error("Taring at backkup failed")}));
+    EXPECT_FALSE(Notify(kRestore, kStart));
+    EXPECT_EQ(Logged({"NotifyMigrationImplRestore"}), (Messages{Error("Untaring at restore failed")}));
+}
+
 TEST_F(Notification, RestoreStartReportsWhatFailed)
 {
     StartStrategy();
@@ -349,6 +362,19 @@ TEST_F(Notification, FactoryDataIsSyncedAfterPackingWhateverCameOfIt)
     EXPECT_FALSE(strategy.NotifyMigrationImplBkup(VB_MIGRATION_PROGRESS_END));
     EXPECT_EQ(Asked(),
               (Steps{"service: /usr/bin/MigrationScript.sh tarncpy = 1", "DoVornBoxFactoryDatasSync 5 15 = 1"}));
+}
+
+TEST_F(Notification, FactoryDataIsSyncedForTheYearOfTheTv)
+{
+    StartSet("tv17", "box17");
+    SteeredStrategy strategy;
+    Forget();
+    strategy.NotifyMigrationImplBkup(VB_MIGRATION_PROGRESS_END);
+    strategy.DumpNonVolatileData();
+    const Steps platform = Asked({"platform"});
+    EXPECT_EQ(platform.front(), "DoVornBoxFactoryDatasSync 5 17 = 1");
+    EXPECT_EQ(platform.back(), "DoVornBoxFactoryDatasSync 5 17 = 1");
+    EXPECT_EQ(std::count(platform.begin(), platform.end(), platform.front()), 2);
 }
 
 TEST_F(Notification, RestoreEndDoesNothingByItself)

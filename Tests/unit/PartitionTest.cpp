@@ -119,6 +119,18 @@ TEST_F(MountPartition, SucceedsAlsoWhenMountAndFormatBothFail)
     EXPECT_EQ(Asked(), Steps{});
 }
 
+TEST_F(MountPartition, TakesANegativeStatusForAFailureToo)
+{
+    Fault("service.reply.0", "0:-17:0");
+    EXPECT_TRUE(Strategy().MountPartition());
+    EXPECT_EQ(Commands().size(), 2U);
+    EXPECT_EQ(Logged({"MountPartition"}),
+              (Messages{kYear, kNotFromHere, Error("\tmount migration Did not succeed "),
+                        Error("mount & Format SPI FLASH migration is FAIL!! Result : [-17] "),
+                        Info("\tmount migration succeed ")}));
+    EXPECT_FALSE(Strategy().UnMount());
+}
+
 TEST_F(MountPartition, OfAMountedPartitionOnlySaysSo)
 {
     ASSERT_TRUE(Strategy().MountPartition());
@@ -139,6 +151,14 @@ TEST_F(MountPartition, FailsOnlyWithoutTheLock)
     Forget();
     EXPECT_TRUE(Strategy().MountPartition());  // not marked as mounted
     EXPECT_EQ(Commands(), (Steps{std::string(kMount) + "0"}));
+}
+
+TEST_F(MountPartition, TellsTheYearOfTheTvAndNotOfTheBox)
+{
+    Fault("system_info.254", "17");
+    ASSERT_EQ(MigrationCommon::SetVornBoxSystemConfig(), 0);
+    EXPECT_TRUE(Strategy().MountPartition());
+    EXPECT_EQ(Logged({"MountPartition"}).front(), Info(" TV_YEAR  17 "));
 }
 
 TEST_F(MountPartition, PollsTheLinkOnce)
@@ -176,6 +196,23 @@ TEST_F(InsmodNMount, FailsWithTheMount)
     EXPECT_EQ(Logged({"InsmodNMount"}), Messages{});
     EXPECT_FALSE(Strategy().mbMigrationMounted);
     EXPECT_FALSE(Strategy().mbModuleLoaded);
+}
+
+TEST_F(InsmodNMount, ThatFailsLeavesTheModuleFlagAlone)
+{
+    Strategy().mbModuleLoaded = true;
+    Fault("serdes.polls", "never");
+    EXPECT_FALSE(Strategy().InsmodNMount());
+    EXPECT_TRUE(Strategy().mbModuleLoaded);
+}
+
+TEST_F(InsmodNMount, OfAMountedPartitionLoadsTheModuleAllTheSame)
+{
+    ASSERT_TRUE(Strategy().MountPartition());
+    Forget();
+    EXPECT_TRUE(Strategy().InsmodNMount());
+    EXPECT_EQ(Asked(), (Steps{std::string(kInsmod) + "0"}));
+    EXPECT_TRUE(Strategy().mbModuleLoaded);
 }
 
 TEST_F(InsmodNMount, TakesAPartitionThatRecoveryHasJustFormattedAsMountedOnce)

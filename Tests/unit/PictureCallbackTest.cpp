@@ -64,6 +64,13 @@ int SizeAndThenAnother(unsigned int uid, int* size)
     return SizeOf(uid, size);
 }
 
+/** Registers another query in its own place. */
+int DataAndThenAnother(unsigned int uid, unsigned int* storeType, int* length, unsigned char* data)
+{
+    migration_api_assign_callback_getdata(DataWithoutStoreType);
+    return DataOf(uid, storeType, length, data);
+}
+
 class PictureCallback : public OnPictureSet {
  protected:
     PictureCallback()
@@ -146,6 +153,15 @@ TEST_F(PictureCallback, OfTheSizeIsTakenOnceForAllItems)
     EXPECT_EQ(Build({79, 80}), 0);
     EXPECT_EQ(FileBytes(kFile).size(), 12U + 2U + 12U + 3U);
     EXPECT_EQ(Build({79, 80}), kGeneralFailure) << "the other query is taken by the next build";
+}
+
+TEST_F(PictureCallback, OfTheDataIsTakenAnewForEachItem)
+{
+    ASSERT_EQ(migration_api_assign_callback_getsize(SizeOf), 0);
+    ASSERT_EQ(migration_api_assign_callback_getdata(DataAndThenAnother), 0);
+    EXPECT_EQ(Build({79, 80}), 0);
+    EXPECT_EQ(FileBytes(kFile), RecordBytes(79, 79 + 0x1000, Raw({0x34, 0x12})) +
+                                    RecordBytes(80, 0, Raw({0x78, 0x56, 0x9A})));
 }
 
 TEST_F(PictureCallback, ThatGivesNoSizeEndsTheBuild)

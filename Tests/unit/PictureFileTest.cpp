@@ -5,6 +5,7 @@
 #include <PictureMigration.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -231,10 +232,15 @@ TEST_F(PictureRead, OfAnEmptyFileIsAFileFailure)
                     Error("PictureDataMigration::t_ReadMigrationSPIData - >Filesize less than one\n")));
 }
 
-TEST_F(PictureRead, OfAFileThatNoMemoryHoldsIsAGeneralFailure)
+TEST_F(PictureRead, OfAFileThatNoMemoryHoldsFails)
 {
     PutFile(kFile, "");
-    std::filesystem::resize_file(Host(kFile), std::uintmax_t{3} << 30);
+    ASSERT_EQ(truncate64(Host(kFile).c_str(), off64_t{3} << 30), 0);
+    if (sizeof(off_t) == 4) {  // stat() itself has no number for such a size
+        EXPECT_EQ(Read(), kFileFailure);
+        EXPECT_EQ(Logged().back(), Error("stat() failed \n"));
+        return;
+    }
     EXPECT_EQ(Read(), kGeneralFailure);
     EXPECT_THAT(Logged(), Contains(Info("stat() success Size is 3221225472 \n")));
     EXPECT_EQ(Logged().back(),

@@ -242,6 +242,16 @@ TYPED_TEST(LegacyPictureBackup, IsRestoredUnderTheIdsOfTheMigrator)
     EXPECT_THAT(this->Said(), ElementsAre(Info(std::string("Restorting from Picture data @ [") + kBackupFile + "]")));
 }
 
+TYPED_TEST(LegacyPictureBackup, IsRestoredUnderWhateverIdsTheCallerGives)
+{
+    const std::string records = RecordBytes(5000, 3, Raw({0x34, 0x12})) + RecordBytes(5001, 4, Raw({0x07}));
+    this->PutBackup({records.begin(), records.end()});
+    unsigned int uids[62] = {98, 97};
+    EXPECT_TRUE(this->migrator.RestoreNonVolatileDataUlvey(kBackup, uids));
+    EXPECT_EQ(this->Item(98), (vbset::FactoryItem{3, {0x34, 0x12}}));
+    EXPECT_EQ(this->Item(97), (vbset::FactoryItem{4, {0x07}}));
+}
+
 TYPED_TEST(LegacyPictureBackup, WithMoreRecordsThanItemsStoresTheFirstAndFails)
 {
     auto records = vbset::LegacyRecords(this->kItems, 99);

@@ -4,6 +4,8 @@
 
 #include <PictureMigration.h>
 
+#include <unistd.h>
+
 #include <cerrno>
 
 namespace {
@@ -161,8 +163,12 @@ TEST_F(PictureToBox, FailsOnAnEmptyFile)
 TEST_F(PictureToBox, FailsOnAFileThatNoMemoryHolds)
 {
     PutFile(kFile, "");
-    std::filesystem::resize_file(Host(kFile), std::uintmax_t{3} << 30);
+    ASSERT_EQ(truncate64(Host(kFile).c_str(), off64_t{3} << 30), 0);
     EXPECT_EQ(WriteToBox(), kGeneralFailure);
+    if (sizeof(off_t) == 4) {  // stat() itself has no number for such a size
+        EXPECT_EQ(Logged().back(), Error("[PICMIGRATE] t_WriteToVB: (Error) stat() \n"));
+        return;
+    }
     EXPECT_EQ(Logged().back(), Error("[PICMIGRATE] t_WriteToVB:(Error) pMigrationBuffer creation Failed() \n"));
     EXPECT_THAT(Calls(), ElementsAre("stat", "open", "close"));
 }

@@ -1,7 +1,23 @@
 /** Recovery from a power loss in the middle of a migration: the flag in EEPROM and the format that it asks for. */
 #include "StrategyOnSet.h"
 
+#include <EepromMap.h>
+
+#include <dlfcn.h>
+
 #include <optional>
+
+namespace {
+
+bool eepromLeavesTheBufferAlone = false;
+
+}  // namespace
+
+int eeprom_read(unsigned int item, int size, unsigned char* buffer)
+{
+    static const auto next = reinterpret_cast<decltype(&::eeprom_read)>(dlsym(RTLD_NEXT, "eeprom_read"));
+    return eepromLeavesTheBufferAlone ? size : next(item, size, buffer);
+}
 
 namespace {
 
@@ -101,6 +117,14 @@ TEST_P(UnreadablePowerFlag, CountsAsNoPowerFailureAndIsRaisedAllTheSame)
 
 INSTANTIATE_TEST_SUITE_P(Results, UnreadablePowerFlag, ::testing::Values(0, -1, 2));
 
+TEST_F(PowerFailure, AFlagThatIsNotWrittenByItsReadIsZero)
+{
+    eepromLeavesTheBufferAlone = true;
+    EXPECT_FALSE(Strategy().CheckForPowerOff());
+    EXPECT_EQ(Logged(), (Messages{Info(" POWER flag status (0x00) "),
+                                  Error("value (0x00), assumed there was no POWER Faiure ")}));
+}
+
 // Writing the flag
 
 TEST_F(PowerFailure, TheFlagIsRaised)
@@ -170,6 +194,15 @@ TEST_F(PowerFailure, AFormatThatFailsIsOnlyLogged)
     EXPECT_TRUE(Strategy().InsmodNMount());
     EXPECT_EQ(Commands(), (Steps{"service: /usr/bin/MigrationScript.sh InsmodMig = 0",
                                  "service: /bin/spi_init.sh mount migration = 0"}));
+}
+
+TEST_F(PowerFailure, AFormatWithANegativeStatusHasFailedToo)
+{
+    Fault("service.reply.0", "0:-17:0");
+    EXPECT_TRUE(Strategy().FormatPartitionPowerOff());
+    EXPECT_EQ(Logged({"FormatPartitionPowerOff"}),
+              (Messages{Error(" Format SPI FLASH migration is FAIL!! Result : -17")}));
+    EXPECT_FALSE(Strategy().mbFormattedAfterPowerOff);
 }
 
 TEST_F(PowerFailure, WithoutTheLockNothingIsFormattedAndTheNextMountIsAFullOne)

@@ -57,6 +57,12 @@ class SameGeneration : public StrategyOnSet, public ::testing::WithParamInterfac
     std::unique_ptr<MigrationStrategy> strategy_;
 };
 
+TEST(SameGenerationStrategies, HaveNoMembersOfTheirOwn)
+{
+    EXPECT_EQ(sizeof(RiloRiloStratgegy), sizeof(MigrationStrategy));
+    EXPECT_EQ(sizeof(MavoMavoStratgegy), sizeof(MigrationStrategy));
+}
+
 // Construction
 
 TEST_P(SameGeneration, SaysWhoItIsOnceItsPathsAreKnown)
@@ -66,6 +72,15 @@ TEST_P(SameGeneration, SaysWhoItIsOnceItsPathsAreKnown)
     EXPECT_EQ(Logged({GetParam().name}), (Messages{Info(GetParam().constructed)}));
     EXPECT_EQ(Log().back().unit, GetParam().unit);
     EXPECT_EQ(Logged({"MigrationStrategy"}).size(), 2u);
+}
+
+TEST_P(SameGeneration, SaysNothingOfItsOwnWhenItGoes)
+{
+    auto strategy = GetParam().make();
+    Forget();
+    strategy.reset();
+    EXPECT_EQ(Logged(), Logged({"~MigrationStrategy"}));
+    EXPECT_EQ(Logged().size(), 1u);
 }
 
 // MAC backup

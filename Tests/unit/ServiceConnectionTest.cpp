@@ -277,6 +277,46 @@ TEST_F(ServiceConnection, ACallBlocksAfterDestroyUntilTheNextOne)
     EXPECT_THAT(Logged({"ResponseHandeler", "BuffReadResponse"}), IsEmpty());
 }
 
+TEST_F(ServiceConnection, EveryOperationBlocksAfterDestroyAndFailsWithTheNextOne)
+{
+    DBusClient& client = *DBusClient::Instance();
+    client.SendCmdToServer("x");
+    client.Destroy();
+    Forget();
+    unsigned char bytes[1] = {};
+    int partition = 5;
+    const std::function<int()> operations[] = {
+        [&] { return client.WriteOnServer("/p", 1, bytes); }, [&] { return client.PathExists("/p"); },
+        [&] { return client.GetFileFromNUF(); },              [&] { return client.SendFileToNUF(); },
+        [&] { return client.SetBootPartition(1); },           [&] { return client.GetBootPartition(&partition); },
+    };
+    for (const auto& operation : operations) {
+        auto call = InThread(operation);
+        EXPECT_TRUE(IsBlocked(call));
+        EXPECT_TRUE(client.Destroy());
+        EXPECT_EQ(call.get(), -1);
+    }
+    EXPECT_EQ(partition, -1);
+    EXPECT_THAT(Calls({"request"}), IsEmpty());
+    EXPECT_THAT(Logged({"IntToGstring", "CovertHexBuffToString"}), IsEmpty()) << "a request was made for nobody";
+}
+
+TEST_F(ServiceConnection, WhatDestroyLeavesInTheMainContextGoesOnceTheCallIsOver)
+{
+    DBusClient& client = *DBusClient::Instance();
+    client.SendCmdToServer("x");
+    client.Destroy();
+    BeforeNextLoopRun([&] { InThread([&client] { return client.Destroy(); }).get(); });
+    EXPECT_EQ(client.SendCmdToServer("x"), -1);
+
+    const auto isLeft = [&client] { return g_main_context_find_source_by_user_data(nullptr, &client) != nullptr; };
+    EXPECT_TRUE(isLeft());  // for another thread may have iterated the context before the loop ran
+    Until([&] {
+        g_main_context_iteration(nullptr, FALSE);
+        return !isLeft();
+    });
+}
+
 TEST_F(ServiceConnection, DestroyBetweenTheMakingOfALoopAndItsRunIsNotLost)
 {
     DBusClient& client = *DBusClient::Instance();

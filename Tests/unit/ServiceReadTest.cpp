@@ -119,6 +119,8 @@ const ReadCase kReadReplies[] = {
     {"1:6:ab12", 6, {0xAB, 0x12, 0, 0, 0, 0}},
     {"1:8:0011223344556677", 6, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}},
     {"1:6:0g1!22 3-4:55", 6, {0x00, 0x10, 0x22, 0x03, 0x04, 0x00}},
+    // What follows a third colon is none of the data.
+    {"1:6:0011:2233:44", 6, {0x00, 0x11, 0, 0, 0, 0}},
     // Never more than six are copied, and none into a buffer of less than nothing.
     {"1:8:0011223344556677", 7, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}},
     {"1:8:0011223344556677", INT_MAX, {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}},
@@ -165,6 +167,25 @@ TEST_F(ServiceRead, AFailedCallSucceedsAndLeavesTheBufferAlone)
     EXPECT_THAT(Errors(), ElementsAre(kTokenIsNull));
 }
 
+TEST_F(ServiceRead, LogsARefusedReplyAfterWhatItReceived)
+{
+    const Message called = Info("[VBMD] [Client]  Being Called ");
+    const Message null = Info("[VBMD][Client] Client received: (null) ");
+    Answer("7:0:0");
+    Read(6);
+    Answer("1:0:");
+    Read(6);
+    Answer("");
+    Read(6);
+    Fault("service.state", "error");
+    Read(6);
+    EXPECT_THAT(Logged({"BuffReadResponse"}),
+                ElementsAre(called, Info("[VBMD][Client] Client received: 7:0:0 "), Error(kWrongFunction),  //
+                            called, Info("[VBMD][Client] Client received: 1:0: "), Error(kNoMessage),       //
+                            called, Info("[VBMD][Client] Client received:  "), Error(kTokenIsNull),         //
+                            called, null, Error(kTokenIsNull)));
+}
+
 TEST_F(ServiceRead, AFileThatCannotBeReadLeavesTheBufferAlone)
 {
     EXPECT_TRUE(Client().ReadOnServer(std::string("/opt/tv/nothing/there"), 6, Buffer()));
@@ -191,11 +212,13 @@ TEST_F(ServiceRead, TheReplyAfterAReadGoesToTheStatusHandlerAgain)
     }
 }
 
-TEST_F(ServiceRead, DoesNotTouchTheStatus)
+TEST_F(ServiceRead, LeavesTheStatusOfTheLastCall)
 {
-    EXPECT_EQ(Client().PathExists("/opt/tv/nothing/there"), -1);
+    Fault("service.reply.3", "3:42:0");
+    EXPECT_EQ(Client().PathExists("/dev/mtdblock3"), 42);
     Answer("1:6:001122334455");
     Read(6);
-    Fault("service.reply.3", "3");  // without a status: the operation's own -1 stays
-    EXPECT_EQ(Client().PathExists("/dev/mtdblock3"), -1);
+    Answer("8");  // a status reply without a status, which is taken for a read of nothing alone
+    Read(0);
+    EXPECT_EQ(Logged({"ResponseHandeler"}).back(), Info("[VBMD] [Client]  status from server : [42] "));
 }

@@ -118,6 +118,22 @@ TEST_P(StatusReply, GivesStatusAndValue)
 
 INSTANTIATE_TEST_SUITE_P(Texts, StatusReply, ::testing::ValuesIn(kStatusReplies), CaseName<StatusCase>);
 
+TEST_F(ServiceReply, IsLoggedBeforeWhatIsMadeOfIt)
+{
+    for (const char* reply : {"3:5:0", "7:0:0", ""}) {
+        Answer(3, reply);
+        Client().PathExists("/dev/mtdblock3");
+    }
+    Fault("service.state", "error");
+    Client().PathExists("/dev/mtdblock3");
+    EXPECT_THAT(Logged({"ResponseHandeler"}),
+                ElementsAre(Info("[VBMD][Client] Client received: 3:5:0 "),
+                            Info("[VBMD] [Client]  status from server : [5] "),
+                            Info("[VBMD][Client] Client received: 7:0:0 "), Error(kWrongFunction),
+                            Info("[VBMD][Client] Client received:  "), Error(kTokenIsNull),
+                            Info("[VBMD][Client] Client received: (null) ")));
+}
+
 // Every status operation, by the same handler.
 
 namespace {

@@ -70,6 +70,7 @@ int partition = 0;
 
 struct RequestCase {
     const char* name;
+    const char* function;
     Operation operation;
     std::string text;
     int timeout;
@@ -84,27 +85,33 @@ constexpr int kNoTimeout = 2147483647;
 constexpr int kProxyTimeout = -1;
 
 const RequestCase kRequests[] = {
-    {"Command", [](DBusClient& client) { client.SendCmdToServer("/bin/spi_init.sh mount migration"); },
+    {"Command", "SendCmdToServer",
+     [](DBusClient& client) { client.SendCmdToServer("/bin/spi_init.sh mount migration"); },
      "0:/bin/spi_init.sh mount migration:EMPTY:EMPTY", kNoTimeout},
-    {"Read", [](DBusClient& client) { client.ReadOnServer("/some/path", 6, mac); }, "1:/some/path:6:EMPTY",
-     kProxyTimeout},
-    {"ReadByString", [](DBusClient& client) { client.ReadOnServer(std::string("/a path"), 3, mac); },
+    {"Read", "ReadOnServer", [](DBusClient& client) { client.ReadOnServer("/some/path", 6, mac); },
+     "1:/some/path:6:EMPTY", kProxyTimeout},
+    {"ReadByString", "ReadOnServer", [](DBusClient& client) { client.ReadOnServer(std::string("/a path"), 3, mac); },
      "1:/a path:3:EMPTY", kProxyTimeout},
-    {"Write", [](DBusClient& client) { client.WriteOnServer("/some/path", 3, threeBytes); }, "2:/some/path:3:001AFF",
-     kProxyTimeout},
-    {"WriteNothing", [](DBusClient& client) { client.WriteOnServer("/p", 0, threeBytes); }, "2:/p:0:", kProxyTimeout},
-    {"WriteLessThanNothing", [](DBusClient& client) { client.WriteOnServer("/p", -2, threeBytes); }, "2:/p:-2:",
-     kProxyTimeout},
-    {"PathExists", [](DBusClient& client) { client.PathExists("/some/path"); }, "3:/some/path:EMPTY:EMPTY",
-     kProxyTimeout},
-    {"FetchArchive", [](DBusClient& client) { client.GetFileFromNUF(); }, "6:EMPTY:EMPTY:EMPTY", kNoTimeout},
-    {"SendArchive", [](DBusClient& client) { client.SendFileToNUF(); }, "7:EMPTY:EMPTY:EMPTY", kNoTimeout},
-    {"GetBootPartition", [](DBusClient& client) { client.GetBootPartition(&partition); }, "8:EMPTY:EMPTY:EMPTY",
+    {"Write", "WriteOnServer", [](DBusClient& client) { client.WriteOnServer("/some/path", 3, threeBytes); },
+     "2:/some/path:3:001AFF", kProxyTimeout},
+    {"WriteNothing", "WriteOnServer", [](DBusClient& client) { client.WriteOnServer("/p", 0, threeBytes); },
+     "2:/p:0:", kProxyTimeout},
+    {"WriteLessThanNothing", "WriteOnServer", [](DBusClient& client) { client.WriteOnServer("/p", -2, threeBytes); },
+     "2:/p:-2:", kProxyTimeout},
+    {"PathExists", "PathExists", [](DBusClient& client) { client.PathExists("/some/path"); },
+     "3:/some/path:EMPTY:EMPTY", kProxyTimeout},
+    {"FetchArchive", "GetFileFromNUF", [](DBusClient& client) { client.GetFileFromNUF(); }, "6:EMPTY:EMPTY:EMPTY",
      kNoTimeout},
-    {"SetBootPartition", [](DBusClient& client) { client.SetBootPartition(2); }, "9:2:EMPTY:EMPTY", kNoTimeout},
-    {"PathWithColonsAndBlanks", [](DBusClient& client) { client.PathExists(" /a:b /c:"); },
+    {"SendArchive", "SendFileToNUF", [](DBusClient& client) { client.SendFileToNUF(); }, "7:EMPTY:EMPTY:EMPTY",
+     kNoTimeout},
+    {"GetBootPartition", "GetBootPartition", [](DBusClient& client) { client.GetBootPartition(&partition); },
+     "8:EMPTY:EMPTY:EMPTY", kNoTimeout},
+    {"SetBootPartition", "SetBootPartition", [](DBusClient& client) { client.SetBootPartition(2); },
+     "9:2:EMPTY:EMPTY", kNoTimeout},
+    {"PathWithColonsAndBlanks", "PathExists", [](DBusClient& client) { client.PathExists(" /a:b /c:"); },
      "3: /a:b /c::EMPTY:EMPTY", kProxyTimeout},
-    {"EmptyCommand", [](DBusClient& client) { client.SendCmdToServer(""); }, "0::EMPTY:EMPTY", kNoTimeout},
+    {"EmptyCommand", "SendCmdToServer", [](DBusClient& client) { client.SendCmdToServer(""); }, "0::EMPTY:EMPTY",
+     kNoTimeout},
 };
 
 class ServiceRequestOf : public ServiceRequest, public ::testing::WithParamInterface<RequestCase> {};
@@ -126,9 +133,12 @@ TEST_P(ServiceRequestOf, IsOneTextWithItsTimeoutForTheOneMethod)
 TEST_P(ServiceRequestOf, IsTracedAroundTheCall)
 {
     GetParam().operation(Client());
-    const Messages log = Logged();
-    EXPECT_THAT(log, Contains(Info("  [VBMD] [Client] Reached here ")));
-    EXPECT_EQ(log.back(), Info("  [VBMD] [Client] Reached here "));
+    const Message here = Info("  [VBMD] [Client] Reached here ");
+    EXPECT_THAT(Logged({GetParam().function}), ElementsAre(here, here));
+    const Messages call = Logged({GetParam().function, "ResponseHandeler", "BuffReadResponse"});
+    EXPECT_EQ(call.front(), here);
+    EXPECT_EQ(call.back(), here);
+    EXPECT_GE(call.size(), 4U);
     for (const LogLine& line : Log()) {
         EXPECT_EQ(line.unit, "DBusServiceClient.cpp");
     }

@@ -137,6 +137,22 @@ TEST_F(ShellRunner, GivesTheSameWhenTheWaitNamesAnotherChild)
     EXPECT_EQ(RunHere("exit 3"), 255);
 }
 
+TEST_F(ShellRunner, WaitsForItsOwnChildAlone)
+{
+    const pid_t other = fork();
+    if (other == 0) {
+        _exit(9);
+    }
+    siginfo_t ended = {};
+    waitid(P_PID, static_cast<id_t>(other), &ended, WEXITED | WNOWAIT);
+
+    EXPECT_EQ(RunHere("exit 3"), 3);
+
+    int status = 0;
+    EXPECT_EQ(::waitpid(other, &status, WNOHANG), other);
+    EXPECT_EQ(WEXITSTATUS(status), 9);
+}
+
 TEST_F(ShellRunner, GivesTheErrorNumberWhenTheShellCannotBeStarted)
 {
     const std::string tooLong(1 << 20, ' ');  // longer than any single argument may be
@@ -147,9 +163,12 @@ TEST_F(ShellRunner, GivesMinusOneWhenNoChildCanBeStarted)
 {
     const auto runWithoutProcesses = [] {
         const rlimit none = {0, 0};
-        // The limit does not hold for root.
-        const bool limited = (getuid() != 0 || setuid(65534) == 0) && setrlimit(RLIMIT_NPROC, &none) == 0;
-        std::_Exit(limited && RunHere("true") == -1 ? 0 : 1);
+        // The limit does not hold for root, who becomes somebody else for as long as it matters.
+        const bool isRoot = getuid() == 0;
+        const bool limited = (!isRoot || setresuid(65534, 65534, 0) == 0) && setrlimit(RLIMIT_NPROC, &none) == 0;
+        const int result = RunHere("true");
+        const bool isBack = !isRoot || setresuid(0, 0, 0) == 0;
+        std::_Exit(limited && isBack && result == -1 ? 0 : 1);
     };
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(runWithoutProcesses(), ::testing::ExitedWithCode(0), "");

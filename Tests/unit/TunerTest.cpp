@@ -305,7 +305,9 @@ TEST_F(Tuner, IsSetAtAStart)
               (Messages{Info("VB_MIGRATION_PROGRESS_START Start =="), Info("...START, onOff[1] "),
                         Info("...END, onOff[1] "), Info("VB_MIGRATION_PROGRESS_START END  ==")}));
     Fault("ioctl.4004491F", "EIO");
+    Forget();
     EXPECT_FALSE(Strategy().TunerGPIOSetUnset(VB_MIGRATION_PROGRESS_START));
+    EXPECT_EQ(Logged().back(), Info("VB_MIGRATION_PROGRESS_START END  =="));
 }
 
 TEST_F(Tuner, IsUnsetAtAnEnd)
@@ -316,7 +318,9 @@ TEST_F(Tuner, IsUnsetAtAnEnd)
               (Messages{Info("VB_MIGRATION_PROGRESS_END Start =="), Info("...START, onOff[0] "),
                         Info("...END, onOff[0] "), Info("VB_MIGRATION_PROGRESS_END END ==")}));
     Fault("ioctl.4004491F", "EIO");
+    Forget();
     EXPECT_FALSE(Strategy().TunerGPIOSetUnset(VB_MIGRATION_PROGRESS_END));
+    EXPECT_EQ(Logged().back(), Info("VB_MIGRATION_PROGRESS_END END =="));
 }
 
 TEST_F(Tuner, IsLeftAloneAtAnyOtherProgress)
