@@ -14,6 +14,7 @@
 
 #include "Flash.h"
 #include "OpenFiles.h"
+#include "PowerSwitch.h"
 #include "Shim.h"
 
 namespace vbset::shim {
@@ -65,6 +66,7 @@ bool MayWrite(const OpenFile& file, int descriptor, std::size_t& limit) noexcept
     if (FaultNumber(fault, "full:", number)) Lower(limit, number - std::min<unsigned long long>(number, file.written));
     if (file.kind == Kind::Block) Lower(limit, BytesToEnd(descriptor));
     if (file.partition != nullptr && RoomLeft(file.partition, number)) Lower(limit, number + BytesToEnd(descriptor));
+    Lower(limit, power::BytesBeforeCut());
     if (limit == 0) errno = ENOSPC;
     return limit > 0;
 }
@@ -144,6 +146,10 @@ int Sync(Function next, const char* call, int descriptor) noexcept
     const OpenFile* file = FindOpenFile(descriptor);
     if (file == nullptr) return next(descriptor);
     const int result = FailsWith(FaultOf("fsync", file->path)) ? -1 : next(descriptor);
+    if (result == 0) {
+        const Within within;
+        power::Synced(descriptor);
+    }
     RecordResult("file", call, file->path, result);
     return result;
 }

@@ -303,4 +303,10 @@ OLD_STAT(__lxstat64, "lstat")
 STAT_TIME64(__stat64_time64, "stat")
 STAT_TIME64(__lstat64_time64, "lstat")
 #undef STAT_TIME64
+
+extern "C" int __fstatat64_time64(int directory, const char* path, void* status, int flags) noexcept;
+VBSET_INTERPOSED int __fstatat64_time64(int directory, const char* path, void* status, int flags) noexcept
+{
+    return shim::OnPathAt("stat", VBSET_NEXT(__fstatat64_time64), directory, path, status, flags);
+}
 #endif

@@ -2,6 +2,7 @@
 
 #include <sys/time.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <string_view>
@@ -11,7 +12,7 @@
 
 namespace {
 
-std::string Formatted(const char* format, std::va_list arguments)
+[[gnu::format(printf, 1, 0)]] std::string Formatted(const char* format, std::va_list arguments)
 {
     std::va_list again;
     va_copy(again, arguments);
@@ -54,10 +55,21 @@ std::string Now()
     return text;
 }
 
+/** Off a set there is no log, and everything that the library asks of the platform fails: that is said once. */
+void SayThatThereIsNoSet() noexcept
+{
+    static std::atomic<bool> said{false};
+    if (!vbset::live::OnSet() && !said.exchange(true)) {
+        std::fprintf(stderr, "libvbset: this process runs on no set, so the platform answers nothing; "
+                             "start it with: vbset run TV BOX -- PROGRAM\n");
+    }
+}
+
 }  // namespace
 
 int __dlog_print(int /*log_id*/, int priority, const char* tag, const char* format, ...)
 {
+    SayThatThereIsNoSet();
     std::va_list arguments;
     va_start(arguments, format);
     const int result = vbset::Answer(-1, [&](const vbset::Here& here) {

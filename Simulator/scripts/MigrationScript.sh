@@ -59,8 +59,13 @@ pack() {
     holder "$into"
     room=
     roomLeft "$holder" || room=
-    if tar -C "$1" -caf "$part" "$tree" && fits "$into" "$(wc -c <"$part")" "$room" && mv "$part" "$2"; then
-        return 0
+    if tar -C "$1" -caf "$part" "$tree" && fits "$into" "$(wc -c <"$part")" "$room"; then
+        ! cutHere || { keepHalf "$part"; losePower; }
+        mayLosePower
+        if mv "$part" "$2"; then
+            mayLosePower
+            return 0
+        fi
     fi
     rm -f "$part"
     exit 1
@@ -72,9 +77,10 @@ copyTree() {
     holder "$2"
     room=
     roomLeft "$holder" || room=
-    if fits "$2" "$(bytesBelow "$1/$tree")" "$room" && rm -rf "$part" && cp -R "$1/$tree" "$part" &&
-        rm -rf "${2:?}/$tree" && mv "$part" "$2/$tree"; then
-        return 0
+    if fits "$2" "$(bytesBelow "$1/$tree")" "$room" && rm -rf "$part" && cp -R "$1/$tree" "$part"; then
+        ! cutHere || { keepHalf "$part/${legacyFile##*/}"; losePower; }
+        mayLosePower
+        if rm -rf "${2:?}/$tree" && mayLosePower && mv "$part" "$2/$tree"; then return 0; fi
     fi
     rm -rf "$part"
     exit 1
@@ -88,8 +94,11 @@ unpack() {
     roomLeft "$holder" || room=
     if mkdir -p "$2" && rm -rf "$part" && mkdir "$part" && tar -C "$part" --no-same-owner -xf "$1" &&
         [ -d "$part/$3" ] && [ ! -L "$part/$3" ] && fits "$2" "$(bytesBelow "$part")" "$room"; then
+        ! cutHere || { keepHalf "$part/$3/${legacyFile##*/}"; losePower; }
+        mayLosePower
         above=$(dirname "$2/$3")
-        mkdir -p "$above" && rm -rf "${2:?}/$3" && mv "$part/$3" "$2/$3" && rm -rf "$part" && return 0
+        mkdir -p "$above" && rm -rf "${2:?}/$3" && mayLosePower && mv "$part/$3" "$2/$3" && mayLosePower &&
+            rm -rf "$part" && return 0
     fi
     rm -rf "$part"
     fail "${1##*/} holds no $3, or it cannot be unpacked"
@@ -100,7 +109,8 @@ cleanBackup() {
     mapPath "$boxArchive" || exit 1
     oldArchive=$host
     for place in "$base" "$state/mnt/migration"; do
-        rm -rf "${place:?}/$tree" "${place:?}/$archive" "${place:?}/.$tree" "${place:?}/.$archive" || exit 1
+        rm -rf "${place:?}/$tree" && mayLosePower && rm -rf "${place:?}/$archive" && mayLosePower &&
+            rm -rf "${place:?}/.$tree" "${place:?}/.$archive" || exit 1
     done
     rm -f "$oldArchive"
 }

@@ -28,6 +28,45 @@ fi
 state=$VBSET_TV/volatile
 [ -f "$state/joined" ] || refuse "the set is off"
 
+# cutHere: a step is over, or about to be done by half. True when the power is to go away at this one: VBSET_CUT is
+# "INTERACTION.STEP" then. The interaction that is going on is the one after the last that is over.
+steps=0
+cutHere() {
+    case ${VBSET_CUT-} in
+        *.*) ;;
+        *) return 1 ;;
+    esac
+    last=$(od -An -t u8 -N 8 "$state/counter")
+    [ "${VBSET_CUT%%.*}" -eq $((last + 1)) ] || return 1
+    steps=$((steps + 1))
+    step=${VBSET_CUT#*.}
+    [ "${step%%-*}" -eq "$steps" ]
+}
+
+# losePower: tells who watches over the run, and stands still until it ends everything.
+losePower() {
+    kill -"${VBSET_POWER_SWITCH#* }" "${VBSET_POWER_SWITCH% *}"
+    while :; do sleep 3600; done
+}
+
+# mayLosePower: where nothing has to be done by half.
+mayLosePower() {
+    ! cutHere || losePower
+}
+
+# keepHalf FILE: what there is when the power goes away while a file is written.
+keepHalf() {
+    truncate -s "$(($(wc -c <"$1") / 2))" "$1"
+}
+
+# synced PARTITION: what is on it survives a power cut from now on.
+synced() {
+    [ -d "$state/durable" ] || return 0
+    partition "$1"
+    rm -rf "$state/durable/$1"
+    [ ! -d "$partition" ] || cp -R "$partition" "$state/durable/$1"
+}
+
 # fault KEY: sets $value. False when the fault is off.
 fault() {
     value=
@@ -113,6 +152,7 @@ mount() {
 
 umount() {
     isMounted "$1" || fail "partition $1 is not mounted"
+    synced "$1"
     mkdir -p "$bare" && showAt "$1" "$bare" || exit 1
 }
 

@@ -24,6 +24,13 @@ case $1 in
         # Whoever formats does not mount afterwards: it is done here.
         partition "$2"
         if ! { mkdir -p "$partition" && find "$partition/" -mindepth 1 -delete; }; then fail "cannot format $2"; fi
+        if cutHere; then
+            rmdir "$partition"  # half a format leaves no file system
+            synced "$2"
+            losePower
+        fi
+        synced "$2"
+        mayLosePower
         mount "$2"
         ;;
     umount)

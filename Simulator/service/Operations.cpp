@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "Layout.h"
+#include "PowerSwitch.h"
 #include "Process.h"
 #include "Text.h"
 
@@ -71,6 +72,15 @@ bool SyncDirectory(const fs::path& directory)
     return file.Get() >= 0 && fsync(file.Get()) == 0;
 }
 
+/** Where the power is to go away with half of it written. */
+void WriteHalfAndLosePower(const Descriptor& file, const Bytes& bytes)
+{
+    const auto half = static_cast<std::ptrdiff_t>(bytes.size() / 2);
+    WriteAll(file, Bytes(bytes.begin(), bytes.begin() + half));
+    power::Synced(file.Get());
+    power::GoAway();
+}
+
 /** Puts a whole file in the place of another: after a power cut there is the old one or the new one. */
 bool ReplaceFile(const fs::path& path, const Bytes& bytes)
 {
@@ -79,18 +89,32 @@ bool ReplaceFile(const fs::path& path, const Bytes& bytes)
     if (file.Get() < 0) {
         return false;
     }
-    if (WriteAll(file, bytes) != bytes.size() || rename(half.c_str(), path.c_str()) != 0) {
+    if (power::GoesAwayAtStep()) {
+        WriteHalfAndLosePower(file, bytes);
+    }
+    const bool isWhole = WriteAll(file, bytes) == bytes.size();
+    power::Synced(half);
+    if (power::GoesAwayAtStep()) {
+        power::GoAway();
+    }
+    if (!isWhole || rename(half.c_str(), path.c_str()) != 0) {
         unlink(half.c_str());
         return false;
     }
-    return SyncDirectory(path.parent_path());
+    const bool isDurable = SyncDirectory(path.parent_path());
+    power::Synced(half);
+    power::Synced(path);
+    if (power::GoesAwayAtStep()) {
+        power::GoAway();
+    }
+    return isDurable;
 }
 
 bool CopyArchive(const fs::path& from, const fs::path& to)
 {
     std::error_code error;
     const auto size = fs::file_size(from, error);
-    const auto bytes = error ? std::nullopt : ReadBytes(from, size);
+    const auto bytes = error ? std::nullopt : ReadBytes(from, static_cast<std::size_t>(size));
     return bytes && bytes->size() == size && ReplaceFile(to, *bytes);
 }
 
@@ -170,7 +194,11 @@ std::string Operations::WriteFile(const Request& request) const
     if (file.Get() < 0) {
         return Reply(2, -1, 0);
     }
+    if (power::GoesAwayAtStep()) {
+        WriteHalfAndLosePower(file, *bytes);
+    }
     const std::size_t written = WriteAll(file, *bytes);
+    power::Synced(*path);
     const bool durable = SyncDirectory(path->parent_path());
     return Reply(2, durable ? static_cast<long>(written) : -1, 0);
 }

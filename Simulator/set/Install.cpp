@@ -51,4 +51,12 @@ fs::path PathsLibrary()
     return ownFile.parent_path() / "libvbset-paths.so";
 }
 
+std::string PreloadedPathsLibrary()
+{
+    const fs::path library = PathsLibrary();
+    const fs::path libraries = library.parent_path().parent_path();
+    const bool isOneOfSeveral = library.parent_path() == libraries / LIBRARY_ARCHITECTURE && libraries.filename() == "lib";
+    return isOneOfSeveral ? libraries.parent_path() / "$LIB" / library.filename() : library;
+}
+
 }  // namespace vbset

@@ -34,6 +34,7 @@ inline Path Counter(const Path& tv) { return Volatile(tv) / "counter"; }
 inline Path Mounts(const Path& tv) { return Volatile(tv) / "mnt"; }
 inline Path Devices(const Path& tv) { return Volatile(tv) / "dev"; }
 inline Path Gpio(const Path& tv) { return Volatile(tv) / "gpio"; }
+inline Path Durable(const Path& tv) { return Volatile(tv) / "durable"; }
 
 // The bare folders that are seen at the mount points while nothing is mounted there.
 inline Path BareMigration(const Path& tv) { return Root(tv) / "opt/korvane_vbmg"; }

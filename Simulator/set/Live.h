@@ -46,4 +46,7 @@ unsigned long Trace(const char* kind, const char* call, const std::string& args,
 /** Writes a line without a number: what the other side of an interaction did, of the kind "service". */
 void Note(const char* kind, const char* call, const std::string& args, const std::string& result) noexcept;
 
+/** Switches the trace of this process off or on; while it is off nothing is numbered or written. For measuring. */
+void SetTracing(bool on) noexcept;
+
 }  // namespace vbset::live

@@ -101,6 +101,10 @@ std::filesystem::path LibexecDirectory();
 std::filesystem::path ShareDirectory();
 std::filesystem::path PathsLibrary();
 
+/** The preloaded library as LD_PRELOAD names it. A program of another architecture than this one's needs that library's
+ * build for its own: where libraries lie in lib/ARCHITECTURE, each program's dynamic linker takes the one it can use. */
+std::string PreloadedPathsLibrary();
+
 class Set {
  public:
     /** Opens a TV joined to a box. @throw Error when a directory is missing or a description is bad */

@@ -1,11 +1,22 @@
+#include <atomic>
+
 #include "Here.h"
 #include "HostFile.h"
 #include "Live.h"
+#include "PowerSwitch.h"
 #include "Text.h"
 
 namespace vbset {
 
 namespace {
+
+std::atomic<bool> isTracing{true};
+
+/** The set to trace for; null when there is none, or no trace. */
+const Here* Traced()
+{
+    return isTracing.load(std::memory_order_relaxed) ? Current() : nullptr;
+}
 
 std::string Line(const std::string& number, const char* kind, const char* call, const std::string& args,
                  const std::string& result, long long microseconds)
@@ -29,7 +40,7 @@ unsigned long live::Trace(const char* kind, const char* call, const std::string&
                           const std::string& result) noexcept
 {
     const ErrnoKeeper keeper;
-    const Here* here = Current();
+    const Here* here = Traced();
     if (here == nullptr) return 0;
     const auto number = static_cast<unsigned long>(++here->counter->last);
     try {
@@ -37,19 +48,25 @@ unsigned long live::Trace(const char* kind, const char* call, const std::string&
     } catch (const std::exception&) {
         // Out of memory: the interaction has its number, only the line is missing.
     }
+    power::Over(number);
     return number;
 }
 
 void live::Note(const char* kind, const char* call, const std::string& args, const std::string& result) noexcept
 {
     const ErrnoKeeper keeper;
-    const Here* here = Current();
+    const Here* here = Traced();
     if (here == nullptr) return;
     try {
         Append(*here, "", kind, call, args, result);
     } catch (const std::exception&) {
         // Out of memory: only the line is missing.
     }
+}
+
+void live::SetTracing(bool on) noexcept
+{
+    isTracing = on;
 }
 
 }  // namespace vbset

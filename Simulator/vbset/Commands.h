@@ -5,8 +5,11 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "PowerCut.h"
 
 namespace vbset {
 
@@ -22,6 +25,7 @@ struct RunOptions {
     bool realTime = false;
     bool noBus = false;
     double timeout = 0;  ///< seconds; 0 is none
+    std::optional<PowerCut> cut;
     std::vector<std::string> program;
 };
 

@@ -5,6 +5,7 @@ namespace vbset::help {
 const char* const overview = R"(
 A set is a TV joined to a connection box, two directories. What lies in their nonvolatile/ survives a power cut, what
 lies in volatile/ does not. A box can be moved to another TV: switch the set off, then name the box with the other TV.
+A side that is on with another one is refused.
 
 Example: back up on one TV, restore on the next
   vbset new tv15 /tmp/tv-old
@@ -46,8 +47,8 @@ Examples
 const char* const show = R"(
 Shows what a TV or a box is and what it holds now; given both, one after the other. For a TV: its description, MAC
 addresses, power flag and EEPROM, and while it is on the mounts, the migration module, GPIO levels, tuner mute, buffer
-IC and the faults that are on. For a box: MAC block, number and digest of the factory items, boot partition, archive.
-For both: their files, with size and digest.
+IC and the faults that are on (those of a run only while it runs). For a box: MAC block, number and digest of the
+factory items, boot partition, archive. For both: their files, with size and digest.
 
 With --json the same as one JSON object (an array of two when two directories are given), with the bytes of every
 item. What survives a power cut stands under "holds".)";
@@ -63,7 +64,8 @@ starts in TV/nonvolatile/work, so name its files by absolute paths.
 
 Faults
   Each --fault switches a fault on for this run, in addition to those of the two descriptions and over them, such as
-  --fault service.state=silent, --fault local.spi_init.sh.mount.data_sync=1, --fault flash.migration.free=4096.
+  --fault service.state=silent, --fault local.spi_init.sh.mount.data_sync=1, --fault flash.migration.free=4096. They
+  end with the run; those of the descriptions stay.
 
   serdes.polls=N|never                       the link to the box locks only at poll N + 1, or never
   eeprom.read.ITEM=R  eeprom.write.ITEM=R    result of the call; ITEM as in F211
@@ -83,8 +85,20 @@ Faults
   read.PATH=short:N|ERROR                    reads give at most N bytes, or fail
   write.PATH=short:N|full:N|ERROR            writes take at most N bytes, find the device full after N, or fail
   fsync.PATH=ERROR
-  flash.migration.free=N  flash.data_sync.free=N    bytes of room on a partition
+  flash.migration.free=N  flash.data_sync.free=N  flash.root.free=N    bytes of room on a partition, or on the TV's own
+                                             file system
   ioctl.REQUEST=ERROR                        REQUEST as 8 hexadecimal digits
+
+Power cuts
+  --cut says where in the run the power goes away. Everything of the run is killed there, what is volatile is gone, and
+  the set is off: the next run starts from what is left.
+
+  17b     before interaction 17 takes effect; `vbset trace` shows the numbers of a run
+  17a     after it took effect, before the program learns of it
+  17w425  a write to a file: after 425 of its bytes
+  17.2    inside what the set does for a command or request, after the second step of it
+  17a-o   what is not synced then is as it was when it was last synced. One letter stands for all such files; several
+          stand for each of them, by name: o as it was, n as it was written, z with its new length but zeros in it
 
 Environment of the program
   VBSET_TV, VBSET_BOX        the directories of the set
@@ -95,12 +109,14 @@ Environment of the program
   ASAN_OPTIONS               in a build with AddressSanitizer: detect_leaks=0 is added for a program built without
 
 Exit status
-  that of the program; 128 and the number of the signal that killed it; 124 when --timeout ended it; 126 when PROGRAM
-  cannot be executed, 127 when it is not found, 2 when the run was refused: nothing was changed then.
+  that of the program; 128 and the number of the signal that killed it; 124 when --timeout ended it, 125 when --cut
+  did; 126 when PROGRAM cannot be executed, 127 when it is not found, 2 when the run was refused: nothing was changed
+  then.
 
 Examples
   vbset run /tmp/tv /tmp/box -- vbmigration backup
-  vbset run /tmp/tv /tmp/box --fault service.state=absent --timeout 10 -- ./my-caller --verbose)";
+  vbset run /tmp/tv /tmp/box --fault service.state=absent --timeout 10 -- ./my-caller --verbose
+  vbset run /tmp/tv /tmp/box --cut 57a-o -- vbmigration backup)";
 
 const char* const trace = R"(
 Prints what the library and the set had to do with each other, oldest first: number within the run, microseconds since
@@ -121,7 +137,7 @@ Exit status
   0  they hold the same      1  they differ      2  they cannot be compared)";
 
 const char* const off = R"(
-Takes the power from both sides: what is volatile is gone, nothing is mounted any more, faults of a run are off. A box
-must be off before it can be joined to another TV.)";
+Takes the power from both sides: what is volatile is gone, nothing is mounted any more. A box must be off before it can
+be joined to another TV.)";
 
 }  // namespace vbset::help

@@ -1,5 +1,6 @@
 #include <cstdio>
-#include <set>
+#include <map>
+#include <string>
 
 #include "Commands.h"
 #include "Set.h"
@@ -7,13 +8,39 @@
 namespace vbset {
 namespace {
 
+bool IsNewBoard(const TvDescription& tv)
+{
+    const auto level = [&tv](int gpio) {
+        const auto found = tv.gpio.find(gpio);
+        return found == tv.gpio.end() ? 0 : found->second;
+    };
+    return tv.hasSystemDevice && level(165) == 1 && level(153) == 1 && level(107) == 0;
+}
+
+std::string InWords(const TvDescription& tv)
+{
+    constexpr int extendedItemsChip = 3;
+    std::string text = "TV   year " + std::to_string(tv.year) + ", ";
+    text += tv.mainChip == extendedItemsChip ? "62 items" : "44 items";
+    if (IsNewBoard(tv)) {
+        text += ", new main board";
+    }
+    return tv.ciSlots > 0 ? text + ", CI slots: " + std::to_string(tv.ciSlots) : text;
+}
+
+std::string InWords(const BoxDescription& box)
+{
+    return "box  year " + std::to_string(box.year) + ", " + std::to_string(box.items) + " items" +
+           (box.legacyBackup ? ", a backup of the previous platform" : "");
+}
+
 /** What a packaged description says it is; both kinds are told apart by reading them. */
 std::string InWords(const std::filesystem::path& file)
 {
     try {
-        return "TV   " + ReadTvDescription(file).name;
+        return InWords(ReadTvDescription(file));
     } catch (const Error&) {
-        return "box  " + ReadBoxDescription(file).name;
+        return InWords(ReadBoxDescription(file));
     }
 }
 
@@ -21,14 +48,14 @@ std::string InWords(const std::filesystem::path& file)
 
 int List()
 {
-    std::set<std::filesystem::path> files;
+    std::map<std::string, std::filesystem::path> files;
     for (const auto& entry : std::filesystem::directory_iterator(ShareDirectory())) {
         if (entry.path().extension() == ".toml") {
-            files.insert(entry.path());
+            files[entry.path().stem()] = entry.path();
         }
     }
-    for (const auto& file : files) {
-        std::printf("%-24s %s\n", file.stem().c_str(), InWords(file).c_str());
+    for (const auto& [name, file] : files) {
+        std::printf("%-24s %s\n", name.c_str(), InWords(file).c_str());
     }
     return exitDone;
 }

@@ -8,8 +8,11 @@
 
 #include "Bus.h"
 #include "Commands.h"
+#include "Here.h"
 #include "HostFile.h"
 #include "Layout.h"
+#include "PowerLoss.h"
+#include "PowerSwitch.h"
 #include "Process.h"
 #include "Set.h"
 #include "Supervise.h"
@@ -19,6 +22,7 @@ namespace {
 
 constexpr int exitNotExecutable = 126;
 constexpr int exitNotFound = 127;
+constexpr int exitPowerCut = 125;
 
 /** The address of a bus that no one can connect to: below a file that is no directory. */
 constexpr const char* noBusAddress = "unix:path=/dev/null/no-bus";
@@ -64,7 +68,7 @@ std::string Preload()
         throw Error(own + " cannot be preloaded: the path has a blank or a colon");
     }
     std::string libraries = SanitizerRuntime();
-    libraries += (libraries.empty() ? "" : ":") + own;
+    libraries += (libraries.empty() ? "" : ":") + PreloadedPathsLibrary();
     const char* const others = std::getenv("LD_PRELOAD");
     return others != nullptr && *others != '\0' ? libraries + ":" + others : libraries;
 }
@@ -108,10 +112,34 @@ std::string LastInteraction(const Set& set)
     return trace.substr(trace.rfind('\n') + 1);
 }
 
-int RunOnSet(const RunOptions& options, const std::filesystem::path& program, const std::string& preload,
-             const Set& set)
+/** Tells the processes of the run where the power goes away. */
+void AnnounceCut(const RunOptions& options, const Set& set)
 {
+    unsetenv(power::cutVariable);
+    if (options.cut) {
+        KeepDurable(set);
+        const std::string whom = std::to_string(getpid()) + " " + std::to_string(PowerCutSignal());
+        setenv(power::cutVariable, Text(*options.cut).c_str(), 1);
+        setenv(power::switchVariable, whom.c_str(), 1);
+    }
+}
+
+/** Leaves the set as the cut leaves it. */
+int EndAtCut(const PowerCut& cut, Set& set)
+{
+    LosePower(set, cut.unsynced);
+    std::fprintf(stderr, "vbset: the power went away at %s; the set is off\n", Text(cut).c_str());
+    return exitPowerCut;
+}
+
+int RunOnSet(const RunOptions& options, const std::filesystem::path& program, const std::string& preload, Set& set)
+{
+    const bool isCutFirst = options.cut && options.cut->when == PowerCut::When::Before && options.cut->interaction == 1;
+    if (isCutFirst) {
+        return EndAtCut(*options.cut, set);
+    }
     Supervisor supervisor;
+    AnnounceCut(options, set);
     std::optional<Bus> bus;
     if (!options.noBus) {
         bus.emplace(set);
@@ -123,7 +151,33 @@ int RunOnSet(const RunOptions& options, const std::filesystem::path& program, co
     });
     bus.reset();
     supervisor.EndOrphans();
+    if (supervisor.PowerWentAway()) {
+        return EndAtCut(*options.cut, set);
+    }
+    if (options.cut) {
+        std::fprintf(stderr, "vbset: the run ended before it came to %s\n", Text(*options.cut).c_str());
+    }
     return status;
+}
+
+/** Refuses a side that is on with another one: to switch it off without a word would be a power cut to that set.
+ * @throw Error */
+void RefuseWhatIsOnElsewhere(const Set& set)
+{
+    const auto refuse = [](const std::filesystem::path& side, const std::filesystem::path& tv,
+                           const std::filesystem::path& box) {
+        if (IsOn(tv, box)) {
+            throw Error(side.string() + " is on with another side; switch that set off first: vbset off " +
+                        tv.string() + " " + box.string());
+        }
+    };
+    if (set.IsOn()) {
+        return;
+    }
+    const std::filesystem::path& tv = set.TvDirectory();
+    const std::filesystem::path& box = set.BoxDirectory();
+    refuse(tv, tv, ReadHostText(layout::Joined(tv)).value_or(""));
+    refuse(box, ReadHostText(layout::Joined(box)).value_or(""), box);
 }
 
 }  // namespace
@@ -145,11 +199,16 @@ int Run(const RunOptions& options)
     }
     const std::string preload = Preload();
     set.Lock();
+    RefuseWhatIsOnElsewhere(set);
     set.PowerOn();
     set.SetFaults(options.faults);
     set.BeginRun(Joined(options.program));
     set.Enter();
-    return RunOnSet(options, *program, preload, set);
+    const int status = RunOnSet(options, *program, preload, set);
+    if (set.IsOn()) {
+        set.SetFaults({});  // those of this run end with it
+    }
+    return status;
 }
 
 int Off(const std::filesystem::path& tv, const std::filesystem::path& box)

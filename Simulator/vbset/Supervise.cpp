@@ -34,8 +34,8 @@ std::optional<siginfo_t> NextSignal(const sigset_t& watched, const std::optional
         if (until) {
             const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(*until - Clock::now()).count();
             timespec limit{};
-            limit.tv_sec = left > 0 ? left / 1000000000 : 0;
-            limit.tv_nsec = left > 0 ? left % 1000000000 : 0;
+            limit.tv_sec = static_cast<time_t>(left > 0 ? left / 1000000000 : 0);
+            limit.tv_nsec = static_cast<long>(left > 0 ? left % 1000000000 : 0);
             number = sigtimedwait(&watched, &signal, &limit);
         } else {
             number = sigwaitinfo(&watched, &signal);
@@ -50,7 +50,8 @@ std::optional<siginfo_t> NextSignal(const sigset_t& watched, const std::optional
 }
 
 /** Waits until the program has ended or @p until; passes signals on. A terminal sends its own to the program too. */
-std::optional<int> WaitUntil(pid_t program, const sigset_t& watched, const std::optional<Clock::time_point>& until)
+std::optional<int> WaitUntil(pid_t program, const sigset_t& watched, const std::optional<Clock::time_point>& until,
+                             bool& powerWentAway)
 {
     for (;;) {
         int status = 0;
@@ -60,6 +61,11 @@ std::optional<int> WaitUntil(pid_t program, const sigset_t& watched, const std::
         const auto signal = NextSignal(watched, until);
         if (!signal) {
             return std::nullopt;
+        }
+        if (signal->si_signo == PowerCutSignal()) {
+            powerWentAway = true;
+            kill(program, SIGKILL);
+            return ExitStatus(WaitFor(program));
         }
         const bool sentByAProcess = signal->si_code <= 0;
         if (signal->si_signo != SIGCHLD && sentByAProcess) {
@@ -101,7 +107,7 @@ std::vector<pid_t> Children()
 Supervisor::Supervisor() : strangers_(Children())
 {
     sigemptyset(&watched_);
-    for (const int number : {SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2}) {
+    for (const int number : {SIGCHLD, SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2, PowerCutSignal()}) {
         sigaddset(&watched_, number);
     }
     sigprocmask(SIG_BLOCK, &watched_, &previous_);
@@ -116,13 +122,13 @@ Supervisor::~Supervisor()
 int Supervisor::Wait(pid_t program, double seconds, const std::function<void()>& timeIsUp)
 {
     const auto until = seconds > 0 ? std::optional(After(seconds)) : std::nullopt;
-    if (const auto status = WaitUntil(program, watched_, until)) {
+    if (const auto status = WaitUntil(program, watched_, until, powerWentAway_)) {
         return *status;
     }
     timeIsUp();
     kill(program, SIGTERM);
     kill(program, SIGCONT);
-    if (!WaitUntil(program, watched_, Clock::now() + grace)) {
+    if (!WaitUntil(program, watched_, Clock::now() + grace, powerWentAway_)) {
         kill(program, SIGKILL);
         WaitFor(program);
     }

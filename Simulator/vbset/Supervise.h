@@ -11,6 +11,12 @@
 
 namespace vbset {
 
+/** With this signal a process of the run tells that the power goes away. */
+inline int PowerCutSignal()
+{
+    return SIGRTMIN + 1;
+}
+
 /** Takes care of one program and whatever it leaves behind. To be made before the program is started. */
 class Supervisor {
  public:
@@ -26,6 +32,9 @@ class Supervisor {
      * @return its exit status, 128 and the signal that ended it, or 124 when the time was up */
     int Wait(pid_t program, double seconds, const std::function<void()>& timeIsUp);
 
+    /** The power went away while Wait() waited: the program was killed. */
+    bool PowerWentAway() const { return powerWentAway_; }
+
     /** Ends every process that is left of the run. */
     void EndOrphans();
 
@@ -33,6 +42,7 @@ class Supervisor {
     std::vector<pid_t> strangers_;  // children that this process had before the run
     sigset_t watched_;
     sigset_t previous_;
+    bool powerWentAway_ = false;
 };
 
 }  // namespace vbset

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "CommandLine.h"
 #include "Commands.h"
 #include "Help.h"
 #include "Set.h"
@@ -43,15 +44,25 @@ void AddFault(std::map<std::string, std::string>& faults, const std::string& tex
     faults[text.substr(0, separator)] = text.substr(separator + 1);
 }
 
+/** Accepts the kinds of line in a trace. */
+CLI::Validator Kind()
+{
+    static const std::vector<std::string> kinds = {"platform", "command", "request", "ioctl",
+                                                   "file",     "sleep",   "service", "script"};
+    const auto complaint = [](std::string& text) {
+        const bool known = std::find(kinds.begin(), kinds.end(), text) != kinds.end();
+        return known ? "" : "'" + text + "' is no kind: give " + CLI::detail::join(kinds, ", ");
+    };
+    return {complaint, ""};
+}
+
+using Sides = std::vector<std::filesystem::path>;
+
 /** Help with the usage written out: the parser never sees the program of a run. */
-class HelpFormatter : public CLI::Formatter {
+class HelpFormatter : public commandline::HelpFormatter {
  public:
     explicit HelpFormatter(std::string usage) : usage_("Usage: vbset " + std::move(usage) + "\n") {}
     std::string make_usage(const CLI::App*, std::string) const override { return usage_; }
-    std::string make_option_opts(const CLI::Option* option) const override
-    {
-        return option->get_option_text().empty() ? "" : " " + option->get_option_text();
-    }
 
  private:
     std::string usage_;
@@ -66,6 +77,7 @@ class CommandLine {
         app_.footer(vbset::help::overview);
         app_.require_subcommand(0, 1);
         app_.set_help_flag("-h,--help", "show this help and exit");
+        app_.set_version_flag("--version", "vbset " VBSET_VERSION, "show the version and exit");
         AddNew();
         AddShow();
         AddRun();
@@ -78,17 +90,15 @@ class CommandLine {
         if (words_.own.empty()) {
             throw vbset::Error("no command was given; `vbset --help` names them");
         }
-        const std::string& first = words_.own.front();
-        const auto isFirst = [&first](const CLI::App* command) { return command->get_name() == first; };
-        const auto known = app_.get_subcommands(isFirst);
-        if (first.rfind('-', 0) != 0 && known.empty()) {
-            throw vbset::Error("there is no command '" + first + "'; `vbset --help` names them");
-        }
         std::vector<std::string> words(words_.own.rbegin(), words_.own.rend());
         try {
             app_.parse(words);
         } catch (const CLI::Success& help) {
             return app_.exit(help);
+        } catch (const CLI::ParseError& error) {
+            const bool lacksSeparator = app_.got_subcommand(run_) && !words_.separated;
+            throw vbset::Error(commandline::Complaint(app_, error) +
+                               (lacksSeparator ? "; the program of a run is written after \"--\"" : ""));
         }
         if (!action_) {
             throw vbset::Error("no command was given; `vbset --help` names them");
@@ -106,6 +116,7 @@ class CommandLine {
         CLI::App* const command = app_.add_subcommand(name, purpose);
         command->formatter(std::make_shared<HelpFormatter>(name + usage));
         command->footer(footer);
+        command->group("Commands");
         command->callback([this, action] { action_ = action; });
         return command;
     }
@@ -113,20 +124,23 @@ class CommandLine {
     void AddNew()
     {
         Add("list", "", "Name the descriptions of TVs and boxes that come with the simulator", "", vbset::List);
-        const auto make = [this] { return vbset::New(description_, directories_.front()); };
+        const auto make = [this] { return vbset::New(description_, first_); };
         CLI::App* const command = Add("new", " DESCRIPTION DIR", "Make a TV or a box from a description",
                                       vbset::help::newSide, make);
         command->add_option("DESCRIPTION", description_, "name or TOML file of a description")->required();
-        command->add_option("DIR", directories_, "directory to make; must not exist")->required()->expected(1);
+        command->add_option("DIR", first_, "directory to make; must not exist")->required();
     }
 
     void AddShow()
     {
-        const auto show = [this] { return vbset::Show(directories_, json_); };
+        const auto show = [this] {
+            return vbset::Show(second_.empty() ? Sides{first_} : Sides{first_, second_}, json_);
+        };
         CLI::App* const command = Add("show", " TV|BOX [--json]\n       vbset show TV BOX [--json]",
                                       "Tell what a TV, a box or both are and hold", vbset::help::show, show);
-        command->add_option("DIR", directories_, "a TV, a box, or a TV and a box")->required()->expected(1, 2);
-        command->add_flag("--json", json_, "print JSON");
+        command->add_option("DIR", first_, "a TV or a box")->required();
+        command->add_option("DIR2", second_, "the other side, to show both");
+        command->add_flag("--json", json_, "print JSON")->disable_flag_override();
     }
 
     void AddRun()
@@ -136,10 +150,13 @@ class CommandLine {
         AddSet(run_);
         run_->add_option("--fault", faults_, "switch a fault on for this run; may be given again")
             ->option_text("KEY=VALUE")->allow_extra_args(false);
-        run_->add_flag("--real-time", options_.realTime, "the program's usleep() takes its time; else it takes none");
-        run_->add_flag("--no-bus", options_.noBus, "start no message bus: every connection fails");
+        run_->add_flag("--real-time", options_.realTime, "the program's usleep() takes its time; else it takes none")
+            ->disable_flag_override();
+        run_->add_flag("--no-bus", options_.noBus, "start no message bus: every connection fails")
+            ->disable_flag_override();
+        run_->add_option("--cut", cut_, "take the power away at this place")->option_text("CUT");
         run_->add_option("--timeout", options_.timeout, "end the program after so many seconds")
-            ->option_text("SECONDS")->check(CLI::PositiveNumber);
+            ->option_text("SECONDS")->check(commandline::Seconds());
     }
 
     void AddTrace()
@@ -148,17 +165,19 @@ class CommandLine {
                                       vbset::help::trace, [this] { return vbset::Trace(trace_); });
         command->add_option("TV", trace_.tv, "directory of the TV")->required();
         command->add_option("--kind", trace_.kind, "only interactions of one kind")->option_text("KIND")
-            ->check(CLI::IsMember({"platform", "command", "request", "ioctl", "file", "sleep", "service", "script"}));
-        command->add_flag("--json", trace_.json, "print the lines of the trace as they are");
-        command->add_flag("--last", trace_.last, "only the last run");
+            ->check(Kind());
+        command->add_flag("--json", trace_.json, "print the lines of the trace as they are")
+            ->disable_flag_override();
+        command->add_flag("--last", trace_.last, "only the last run")->disable_flag_override();
     }
 
     void AddDiffAndOff()
     {
-        const auto compare = [this] { return vbset::Diff(directories_[0], directories_[1]); };
+        const auto compare = [this] { return vbset::Diff(first_, second_); };
         CLI::App* const diff = Add("diff", " TV TV\n       vbset diff BOX BOX",
                                    "Compare what two TVs, or two boxes, hold", vbset::help::diff, compare);
-        diff->add_option("DIR", directories_, "two TVs or two boxes")->required()->expected(2);
+        diff->add_option("DIR", first_, "a TV or a box")->required();
+        diff->add_option("DIR2", second_, "another of the same kind")->required();
         const auto switchOff = [this] { return vbset::Off(options_.tv, options_.box); };
         AddSet(Add("off", " TV BOX", "Switch a set off", vbset::help::off, switchOff));
     }
@@ -175,6 +194,9 @@ class CommandLine {
             throw vbset::Error("run: no program; write it after \"--\"");
         }
         options_.program = words_.program;
+        if (!cut_.empty()) {
+            options_.cut = vbset::ParsePowerCut(cut_);
+        }
         for (const std::string& fault : faults_) {
             AddFault(options_.faults, fault);
         }
@@ -186,9 +208,11 @@ class CommandLine {
     CLI::App* run_ = nullptr;
     std::function<int()> action_;
     std::string description_;
-    std::vector<std::filesystem::path> directories_;
+    std::filesystem::path first_;
+    std::filesystem::path second_;
     bool json_ = false;
     std::vector<std::string> faults_;
+    std::string cut_;
     vbset::RunOptions options_;
     vbset::TraceOptions trace_;
 };

@@ -140,11 +140,15 @@ TEST_P(VbmigrationUsage, IsOneClearLineAndCallsNothing)
 INSTANTIATE_TEST_SUITE_P(
     Wrong, VbmigrationUsage,
     testing::Values(WrongUsage{"NoCommand", {}, "A command is required"},
-                    WrongUsage{"UnknownCommand", {"explode"}, "explode"},
+                    WrongUsage{"UnknownCommand", {"explode"}, "there is no command 'explode' (see vbmigration --help)"},
                     WrongUsage{"UnknownType", {"notify", "bakup", "start"}, "'bakup' is no type"},
                     WrongUsage{"UnknownProgress", {"notify", "backup", "begin"}, "'begin' is no progress"},
-                    WrongUsage{"NoProgress", {"notify", "backup"}, "PROGRESS"},
-                    WrongUsage{"OneArgumentTooMany", {"notify", "backup", "start", "now"}, "now"},
+                    WrongUsage{"NoProgress",
+                               {"notify", "backup"},
+                               "PROGRESS is required (see vbmigration notify --help)"},
+                    WrongUsage{"TwoArgumentsTooMany",
+                               {"notify", "backup", "start", "now", "then"},
+                               "'now' is not expected here"},
                     WrongUsage{"TypeOf33Bits", {"notify", "2147483648", "start"}, "'2147483648' is no type"},
                     WrongUsage{"TypeOfNumberAndMore", {"notify", "2x", "start"}, "'2x' is no type"},
                     WrongUsage{"EmptyType", {"notify", "", "start"}, "'' is no type"},
@@ -154,7 +158,12 @@ INSTANTIATE_TEST_SUITE_P(
                     WrongUsage{"ItemValueInWords", {"item", "set", "1713", "one"}, "'one' is no number"},
                     WrongUsage{"HalfACommand", {"item"}, "A command is required"},
                     WrongUsage{"HexadecimalWithoutDigits", {"boot", "set", "0x"}, "'0x' is no number"},
-                    WrongUsage{"UnknownOption", {"dump", "--fast"}, "--fast"},
+                    WrongUsage{"UnknownOption", {"dump", "--fast"}, "'--fast' is not expected here"},
+                    WrongUsage{"UnknownItemWord",
+                               {"item", "put", "1"},
+                               "there is no command 'put' (see vbmigration item --help)"},
+                    WrongUsage{"OptionWithoutItsValue", {"dump", "--timeout"}, "--timeout needs a value"},
+                    WrongUsage{"FlagWithAValue", {"dump", "--json=1"}, "--json takes no value"},
                     WrongUsage{"NoTime", {"dump", "--timeout", "0"}, "'0' is no time"},
                     WrongUsage{"TimeInWords", {"dump", "--timeout", "soon"}, "'soon' is no time"},
                     WrongUsage{"TimeThatIsNoNumber", {"dump", "--timeout", "nan"}, "'nan' is no time"}),
@@ -177,6 +186,13 @@ TEST_F(VbmigrationCommand, ExplainsItsExitStatusesInTheHelp)
                                 "called),\n3 the library does not support the call, 124 the timeout passed."),
               std::string::npos)
         << ended.output;
+}
+
+TEST_F(VbmigrationCommand, SaysWhichVersionItIs)
+{
+    const auto ended = program::Run({VBMIGRATION_COMMAND, "--version"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.output, "vbmigration " PROJECT_VERSION "\n");
 }
 
 TEST_F(VbmigrationCommand, EndsWithZeroWhenAllCallsSucceeded)

@@ -3,11 +3,11 @@
  */
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 
 #include "CallLog.h"
+#include "CommandLine.h"
 #include "Exported.h"
 #include "Mounts.h"
 #include "Status.h"
@@ -42,19 +42,6 @@ CLI::Validator OneOf(const Words& words)
     return {[&words](std::string& text) { return words.Complaint(text); }, ""};
 }
 
-/** Accepts a time that can be waited for. */
-CLI::Validator Seconds()
-{
-    constexpr double kMost = 1e6;
-    const auto complaint = [](std::string& text) {
-        char* end = nullptr;
-        const double seconds = std::strtod(text.c_str(), &end);
-        const bool good = !text.empty() && *end == '\0' && seconds > 0 && seconds <= kMost;
-        return good ? std::string() : "'" + text + "' is no time: give seconds, more than 0 and at most 1000000";
-    };
-    return {complaint, ""};
-}
-
 int ValueOf(const Words& words, const std::string& text) { return words.Value(text).value_or(0); }
 
 void Backup(Exported& library)
@@ -82,6 +69,9 @@ class CommandLine {
  public:
     CommandLine() : app_("Moves a television's factory data through libVBMigration.", "vbmigration")
     {
+        app_.formatter(std::make_shared<commandline::HelpFormatter>());
+        app_.set_help_flag("-h,--help", "show this help and exit");
+        app_.set_version_flag("--version", "vbmigration " VBMIGRATION_VERSION, "show the version and exit");
         app_.require_subcommand(0, 1);
         app_.footer(kFooter);
         AddFlows();
@@ -99,11 +89,13 @@ class CommandLine {
     CLI::App* Add(CLI::App& parent, const char* name, const char* help, std::function<void(Exported&)> action)
     {
         CLI::App* sub = parent.add_subcommand(name, help);
-        sub->add_flag("--json", request_.json, "print a JSON array of the calls")->disable_flag_override();
+        sub->group("Commands");
+        sub->add_flag("--json", request_.json, action ? "print a JSON array of the calls" : "print a JSON object")
+            ->disable_flag_override();
         sub->footer(kFooter);
         if (action) {
             sub->add_option("--timeout", request_.timeout, "give up after so many seconds and say which call waits")
-                ->check(Seconds());
+                ->option_text("SECONDS")->check(commandline::Seconds());
         }
         sub->callback([this, action = std::move(action)] {
             request_.complete = true;
@@ -137,7 +129,7 @@ void CommandLine::AddFlows()
     AddCallbacks(
         Add(app_, "backup", "a whole backup: notify START, dump, notify END (also after a failed START)", Backup));
     Add(app_, "migrate", "a whole restore: notify START, restore, notify END (also after a failed START)", Migrate);
-    Add(app_, "status", "the power flag, what is mounted, and what the next START will do (--json: an object)", {});
+    Add(app_, "status", "the power flag, what is mounted, and what the next START will do", {});
 }
 
 void CommandLine::AddSteps()
@@ -162,6 +154,7 @@ void CommandLine::AddPictures()
     AddCallbacks(sync);
 
     CLI::App* item = app_.add_subcommand("item", "store and load the picture items, and read their values");
+    item->group("Commands");
     item->require_subcommand(0, 1);
     CLI::App* set = Add(*item, "set", "store (1713) or load (1714, 1715, 1778) the items; the value is 1",
                         [this](Exported& library) {
@@ -189,6 +182,7 @@ void CommandLine::AddPictures()
 void CommandLine::AddOthers()
 {
     CLI::App* boot = app_.add_subcommand("boot", "the boot partition of the box (TV code 13)");
+    boot->group("Commands");
     boot->require_subcommand(0, 1);
     Add(*boot, "get", "read it", [](Exported& library) { library.GetBootPartition(); });
     CLI::App* set = Add(*boot, "set", "select it",
@@ -214,7 +208,7 @@ std::optional<int> CommandLine::Parse(int argc, char** argv)
     } catch (const CLI::Success& help) {
         return app_.exit(help);
     } catch (const CLI::ParseError& error) {
-        std::fprintf(stderr, "vbmigration: %s (see vbmigration --help)\n", error.what());
+        std::fprintf(stderr, "vbmigration: %s\n", commandline::Complaint(app_, error).c_str());
         return kExitUsage;
     }
 }

@@ -70,7 +70,7 @@ class CommandsTest : public SetWithBlanks {
                 if (line.find(name) != std::string::npos) runtime = line.substr(line.find('/')) + ":";
             }
         }
-        return runtime + vbset::PathsLibrary().string();
+        return runtime + vbset::PreloadedPathsLibrary();
     }
 };
 
