@@ -1,9 +1,10 @@
 // libVBMigration.so as the dynamic linker and its callers see it.
 
+#include <BuiltLibrary.h>
 #include <ElfFile.h>
 #include <TestSet.h>
 
-#include <dlfcn.h>
+#include <optional>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -11,8 +12,6 @@ using ::testing::IsSupersetOf;
 using ::testing::UnorderedElementsAre;
 
 namespace {
-
-const char* const kLibrary = VBMIGRATION_LIBRARY;
 
 bool IsOfASanitizer(const std::string& name)
 {
@@ -23,7 +22,11 @@ bool IsOfASanitizer(const std::string& name)
 
 TEST(Library, ExportsWhatIsDocumentedAndNothingElse)
 {
-    EXPECT_THAT(ReadElfFile(kLibrary).exported,
+    std::set<std::string> names;
+    for (const auto& [name, version] : ReadElfFile(BuiltLibrary::Path()).exported) {
+        names.insert(name);
+    }
+    EXPECT_THAT(names,
                 UnorderedElementsAre(
                     // plain names
                     "migration_api_get_migration_free_memory", "migration_api_notify_migration_status",
@@ -45,12 +48,19 @@ TEST(Library, ExportsWhatIsDocumentedAndNothingElse)
 
 TEST(Library, HasAVersionedName)
 {
-    EXPECT_EQ(ReadElfFile(kLibrary).name, "libVBMigration.so.1");
+    EXPECT_EQ(ReadElfFile(BuiltLibrary::Path()).name, "libVBMigration.so.1");
+}
+
+TEST(Library, ExportsEverythingUnderOneVersion)
+{
+    for (const auto& [name, version] : ReadElfFile(BuiltLibrary::Path()).exported) {
+        EXPECT_EQ(version, "VBMIGRATION_1") << name;
+    }
 }
 
 TEST(Library, TakesThePlatformsFunctionsFromThePlatform)
 {
-    EXPECT_THAT(ReadElfFile(kLibrary).undefined,
+    EXPECT_THAT(ReadElfFile(BuiltLibrary::Path()).undefined,
                 IsSupersetOf({"__dlog_print", "system_info_get_value_int", "system_info_get_value_string",
                               "tzplatform_mkpath", "GetMigrationItemSize", "GetMigrationItemData",
                               "SetMigrationItemData", "GetData", "DoVornBoxFactoryDatasSync", "eeprom_read",
@@ -58,9 +68,27 @@ TEST(Library, TakesThePlatformsFunctionsFromThePlatform)
                               "micom_get_tv_side_mac_addr", "vb_get_file_size", "vb_import_buf", "vb_free_buffer"}));
 }
 
+TEST(Library, StartsCommandsInVforkChildrenAloneAndNoThread)
+{
+    const std::set<std::string> taken = ReadElfFile(BuiltLibrary::Path()).undefined;
+    EXPECT_THAT(taken, IsSupersetOf({"vfork", "execl", "waitpid", "_exit"}));
+    for (const char* other : {"fork", "clone", "system", "popen", "posix_spawn", "g_spawn_sync", "execv", "execve",
+                              "pthread_create", "g_thread_new"}) {
+        EXPECT_EQ(taken.count(other), 0U) << other;
+    }
+}
+
+TEST(Library, ReadsNoEnvironmentOfItsOwn)
+{
+    const std::set<std::string> taken = ReadElfFile(BuiltLibrary::Path()).undefined;
+    for (const char* reader : {"getenv", "secure_getenv", "g_getenv", "environ", "__environ"}) {
+        EXPECT_EQ(taken.count(reader), 0U) << reader;
+    }
+}
+
 TEST(Library, NeedsNothingButGLibThePlatformAndTheRuntime)
 {
-    std::set<std::string> others = ReadElfFile(kLibrary).needed;
+    std::set<std::string> others = ReadElfFile(BuiltLibrary::Path()).needed;
     for (const char* known : {"libgio-2.0.so.0", "libgobject-2.0.so.0", "libglib-2.0.so.0", "libvbset.so",
                               "libstdc++.so.6", "libgcc_s.so.1", "libm.so.6", "libc.so.6"}) {
         others.erase(known);
@@ -76,19 +104,17 @@ class LoadedLibrary : public OnSet {
     LoadedLibrary()
     {
         Start();
-        library_ = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);  // for good: its objects live as long as the process
+        library_.emplace();
     }
 
     template <class Type>
     Type* Symbol(const char* name)
     {
-        void* const symbol = dlsym(library_, name);
-        EXPECT_NE(symbol, nullptr) << name;
-        return reinterpret_cast<Type*>(symbol);
+        return library_->Exported<Type>(name);
     }
 
  private:
-    void* library_;
+    std::optional<BuiltLibrary> library_;
 };
 
 TEST_F(LoadedLibrary, DoesNothingByBeingLoaded)

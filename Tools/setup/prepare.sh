@@ -37,12 +37,32 @@ missing_packages() {
     command -v g++ >/dev/null || echo g++
     command -v pkg-config >/dev/null || echo pkg-config
     command -v dbus-daemon >/dev/null || echo dbus-daemon
+    { command -v abidw && command -v abidiff; } >/dev/null || echo abigail-tools
     { command -v pkg-config >/dev/null && pkg-config --exists gio-2.0; } || echo libglib2.0-dev
     has_header CLI/CLI.hpp || echo libcli11-dev
     has_header nlohmann/json.hpp || echo nlohmann-json3-dev
     has_header toml++/toml.h || echo libtomlplusplus-dev
     has_header gtest/gtest.h || echo libgtest-dev
     has_header gmock/gmock.h || echo libgmock-dev
+}
+
+# The same for what only some commands need; install_what_is_missing PURPOSE calls missing_packages_for_PURPOSE.
+missing_packages_for_bench() {
+    has_header benchmark/benchmark.h || echo libbenchmark-dev
+    { command -v pkg-config >/dev/null && pkg-config --exists dbus-1; } || echo libdbus-1-dev
+    has_header valgrind/callgrind.h && command -v valgrind >/dev/null || echo valgrind
+}
+
+missing_packages_for_armhf() {
+    command -v arm-linux-gnueabihf-g++ >/dev/null || echo g++-arm-linux-gnueabihf
+    command -v mmdebstrap >/dev/null || echo mmdebstrap
+    command -v qemu-arm-static >/dev/null || echo qemu-user-static
+}
+
+missing_packages_for_docs() {
+    command -v doxygen >/dev/null || echo doxygen
+    command -v dot >/dev/null || echo graphviz
+    command -v mandoc >/dev/null || echo mandoc
 }
 
 as_root() {
@@ -75,16 +95,26 @@ install_with_patience() {
     fail "could not install $*: all of it is in build/packages.log"
 }
 
+# all_missing_packages PURPOSE...
+all_missing_packages() {
+    local purpose
+    missing_packages
+    for purpose in "$@"; do
+        "missing_packages_for_$purpose"
+    done
+}
+
+# install_what_is_missing PURPOSE...: what every command needs, and what these purposes need besides.
 install_what_is_missing() {
     local missing
-    mapfile -t missing < <(missing_packages)
+    mapfile -t missing < <(all_missing_packages "$@")
     [ ${#missing[@]} = 0 ] && return 0
     mkdir -p "$project/build"
     command -v apt-get >/dev/null || fail "please install ${missing[*]}: there is no apt-get here to do it"
     [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
         fail "please install ${missing[*]}: that takes root, and there is no sudo"
     install_with_patience "${missing[@]}"
-    mapfile -t missing < <(missing_packages)
+    mapfile -t missing < <(all_missing_packages "$@")
     [ ${#missing[@]} = 0 ] || fail "still missing after the installation: ${missing[*]}"
 }
 
