@@ -2,7 +2,7 @@
 # Compares docs/messages.md with the messages that the library's sources can write:
 #     message-index-is-complete.sh ROOT
 # A message is its unit, its priority and its format text. It stands in the index when the section of its unit has a row
-# with its text, as in C, its priority and the function that it is logged under (where the source names one).
+# with its text, as in C, its priority and the functions that it is logged under (where the source names them), no others.
 # Exit status: 0 the index and the sources agree, 1 they do not (what is missing or left over is listed), 2 wrong usage.
 
 set -u
@@ -91,7 +91,12 @@ function look_at_call(at,    macro, place, priority, text, name, unit, u) {
     place = macro == "LOG_FOR" ? 4 : 1
     priority = macro == "LOG_INFO" || arguments[3] == "kLogInfo" && place == 4 ? 4 : 6
     text = arguments[place]
-    if (text == "\"%s\"" && file ~ /SameGenerationStratgegy\.h$/) return  # the texts of the generations, read below
+    if (text == "\"%s\"" && file ~ /SameGenerationStratgegy\.h$/) {
+        # A text of the generations: named here, or handed to a helper.
+        name = arguments[place + 1]
+        generation_priority[name ~ /^Generation::/ ? name : "handed"] = priority
+        return
+    }
     if (text !~ /^".*"$/ || text == "\"%s\"") {
         give_up("the text of this message cannot be told: " text)
         return
@@ -118,9 +123,20 @@ function look_for_units(    i, unit, kind) {
             kind = tokens[i]
             if (kind == "kName") generation = unquoted(tokens[i + 2])
             else if (kind == "kUnit" && tokens[i + 2] ~ /^"/) generation_units[unit = unquoted(tokens[i + 2])] = 1
-            else if (kind == "kConstructed") emit(unit, 4, generation, unquoted(tokens[i + 2]))
-            else if (kind ~ /^kNotSupported/) emit(unit, 6, "?", unquoted(tokens[i + 2]))
+            else if (kind != "kUnit") {
+                generation_text[unit, kind] = unquoted(tokens[i + 2])
+                generation_function[unit, kind] = kind == "kConstructed" ? generation : "?"
+            }
         }
+    }
+}
+
+function emit_generation_texts(    key, part, name) {
+    for (key in generation_text) {
+        split(key, part, SUBSEP)
+        name = "Generation::" part[2]
+        if (!(name in generation_priority)) name = "handed"
+        emit(part[1], generation_priority[name], generation_function[key], generation_text[key])
     }
 }
 
@@ -156,6 +172,7 @@ END {
         look_for_functions()
         for (i = 1; i < count; ++i) if (tokens[i] ~ /^LOG_(INFO|ERROR|FOR|ENTRY)$/ && tokens[i + 1] == "(") look_at_call(i)
     }
+    emit_generation_texts()
     exit failed
 }' >"$work/sources" || exit 1
 [ -s "$work/sources" ] || {
@@ -195,6 +212,7 @@ BEGIN {
 {
     key = $1 "\t" $2 "\t" $4
     wanted[key] = 1
+    logs[key, $3] = 1
     if (!(key in indexed)) {
         if (!(key in told)) report("not in the index", $1, $2, $4)
         told[key] = 1
@@ -205,7 +223,19 @@ BEGIN {
 END {
     for (key in indexed) {
         split(key, part, "\t")
-        if (!(key in wanted)) report("in the index, but in no source", part[1], part[2], part[3])
+        if (!(key in wanted)) {
+            report("in the index, but in no source", part[1], part[2], part[3])
+            continue
+        }
+        # A helper that is handed the name of the function does not tell which ones these are.
+        if ((key, "?") in logs) continue
+        names = indexed[key]
+        while (match(names, /`[^`]*`/)) {
+            name = substr(names, RSTART + 1, RLENGTH - 2)
+            names = substr(names, RSTART + RLENGTH)
+            if ((key, name) in logs) continue
+            report("the index names function " name ", which does not log it", part[1], part[2], part[3])
+        }
     }
     exit failed
 }' "$work/sources"
