@@ -104,7 +104,7 @@ VBSET_INTERPOSED void g_dbus_proxy_call(GDBusProxy* proxy, const char* method, G
                                         void* data)
 {
     static const auto next = shim::FromGio<decltype(&::g_dbus_proxy_call)>("g_dbus_proxy_call");
-    if (vbset::live::OnSet() && method != nullptr && callback != nullptr &&
+    if (vbset::live::IsTraced() && method != nullptr && callback != nullptr &&
         std::strcmp(method, "ExecuteUserShell") == 0) {
         auto* request = new (std::nothrow) shim::Request{{}, callback, data, false};
         if (request != nullptr) {

@@ -46,6 +46,9 @@ unsigned long Trace(const char* kind, const char* call, const std::string& args,
 /** Writes a line without a number: what the other side of an interaction did, of the kind "service". */
 void Note(const char* kind, const char* call, const std::string& args, const std::string& result) noexcept;
 
+/** True when this process runs on a set and its interactions are traced. */
+bool IsTraced() noexcept;
+
 /** Switches the trace of this process off or on; while it is off nothing is numbered or written. For measuring. */
 void SetTracing(bool on) noexcept;
 

@@ -64,6 +64,11 @@ void live::Note(const char* kind, const char* call, const std::string& args, con
     }
 }
 
+bool live::IsTraced() noexcept
+{
+    return Traced() != nullptr;
+}
+
 void live::SetTracing(bool on) noexcept
 {
     isTracing = on;
