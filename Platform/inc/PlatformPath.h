@@ -12,7 +12,8 @@ extern "C" {
 enum { PLATFORM_PATH_MIGRATION = 31 };
 
 /** Joins the directory that a path variable names with a relative path.
- * @return a zero-terminated path, never null, that belongs to the platform; this library copies it at once
+ * @return a zero-terminated path that belongs to the platform, so that this library copies it at once; null when the
+ *         variable names no directory
  */
 const char* tzplatform_mkpath(int variable, const char* path);
 

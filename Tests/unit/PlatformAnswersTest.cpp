@@ -173,6 +173,16 @@ TEST_F(PlatformAnswers, WithoutAPathThereIsNoServiceFile)
     EXPECT_EQ(migrator.DoVornBoxDataSync(VB_INFO_TV_SPI_TO_VB_FAC), failure);
 }
 
+TEST_F(PlatformAnswers, WithoutAPathNoBackupFolderIsMade)
+{
+    StartSet();
+    answers.noPath = true;
+    SteeredStrategy strategy;
+    EXPECT_EQ(strategy.mBackupPath, "/dev/null/migration/korvane_vbmg/");
+    EXPECT_EQ(strategy.mRestorePath, "/dev/null/migration/korvane_vbmg/");
+    EXPECT_FALSE(strategy.CreateSPFolder());
+}
+
 // CI slots
 
 TEST_F(PlatformAnswers, TheNumberOfCiSlotsCountsWhateverItsQueryReturns)

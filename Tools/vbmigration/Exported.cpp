@@ -1,7 +1,7 @@
 #include "Exported.h"
 
 #include <FactoryInterface.h>
-#include <PlatformPath.h>
+#include <MigrationPath.h>
 #include <SystemInfo.h>
 #include <VBMigration.h>
 
@@ -30,7 +30,7 @@ std::string PictureFile()
         base = text;
         std::free(text);
     } else {
-        base = tzplatform_mkpath(PLATFORM_PATH_MIGRATION, "migration/korvane_vbmg/");
+        base = MigrationPath("migration/korvane_vbmg/");
     }
     return base + "SP_VB_Data/PictureMigrationData.dat";
 }

@@ -1,6 +1,6 @@
 #include <Log.h>
+#include <MigrationPath.h>
 #include <MigrationStrategy.h>
-#include <PlatformPath.h>
 #include <VEMigrationImpl.h>
 
 #include <sys/stat.h>
@@ -35,11 +35,9 @@ constexpr int kValueTextSize = 10;
 
 const char* const kBackupFileName = "PictureMigrationData.dat";
 
-/** A copy, because registered callbacks may ask the platform for a path too; without a path, one that no file has. */
 std::string ServiceFilePath()
 {
-    const char* const path = tzplatform_mkpath(PLATFORM_PATH_MIGRATION, "migration/service/PictureData.dat");
-    return path != nullptr ? path : "";
+    return MigrationPath("migration/service/PictureData.dat");
 }
 
 /** @return the position of the item with a unique index among n items, -1 without one */

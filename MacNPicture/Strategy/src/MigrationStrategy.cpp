@@ -2,8 +2,8 @@
 
 #include <FactoryInterface.h>
 #include <Log.h>
+#include <MigrationPath.h>
 #include <MigrationStrategy.h>
-#include <PlatformPath.h>
 #include <SystemConfig.h>
 #include <SystemInfo.h>
 #include <VEMigration.h>
@@ -39,8 +39,7 @@ std::string BasePath(int key)
     if (isConfigured) {
         LOG_FOR(LOG_UNIT, kOperation, kLogInfo, "Base Path Recevied ==> : %s ", text.get());
     }
-    std::string path =
-        isConfigured ? text.get() : tzplatform_mkpath(PLATFORM_PATH_MIGRATION, "migration/korvane_vbmg/");
+    std::string path = isConfigured ? text.get() : MigrationPath("migration/korvane_vbmg/");
     LOG_FOR(LOG_UNIT, kOperation, kLogInfo, "Final Path Now is ==> : %s ", path.c_str());
     return path;
 }
