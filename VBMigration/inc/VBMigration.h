@@ -112,10 +112,11 @@ int migration_api_get_migration_free_memory(void);
 /** Tells the library that a backup or restore begins or has ended.
  *
  * START looks for an interrupted migration (and re-formats the migration partition if there was one), raises the power
- * flag in EEPROM, holds the tuner still, mounts the partition and has the old backup cleaned away (backup) or the
- * backup unpacked (restore; refused after an interrupted migration). END has the backup packed (backup), unmounts,
- * releases the tuner and lowers the power flag. A failure runs that clean-up too. Blocks for up to 3 s while the link
- * to the box locks, twice that after an interrupted migration, and for as long as the service takes.
+ * flag in EEPROM, holds the tuner still, mounts the partition (formats it when that fails) and has the old backup
+ * cleaned away (backup) or the backup unpacked (restore; refused after an interrupted migration). END has the backup
+ * packed (backup), unmounts, releases the tuner and lowers the power flag. A failure runs that clean-up too. Blocks for
+ * up to 3 s while the link to the box locks, twice that for a backup after an interrupted migration, and for as long as
+ * the service takes.
  *
  * On a set with TV code 13 the types are 0 (backup) and 1 (restore) and every other type fails; there is no power flag,
  * tuner, mount or clean-up: START cleans (backup) or has the service fetch the archive and unpacks it (restore), END has
@@ -154,8 +155,9 @@ int migration_api_mountpartition(void);
 
 /** Stores the picture items in the service file, or loads them from it.
  *
- * Mounts the data_sync partition first, formats it when it cannot be mounted, and leaves it mounted. A load of a file with
- * a record of 41 to 255 bytes of data ends the process: no such file may be there.
+ * Mounts the data_sync partition first, and does not unmount it. When it cannot be mounted it is formatted, after which
+ * no mount is tried. A load sets all values to 0 before it looks at the file. A load of a file with a record of 41 to
+ * 255 bytes of data ends the process: no such file may be there.
  *
  * @param item_id  1713 stores; 1714, 1715 and 1778 load; any other id fails
  * @param value    1; any other value fails
@@ -213,7 +215,8 @@ int migration_api_GetBootPartition(int* partition);
 MigrationStrategy* get_Startegy(void);
 
 /** The picture migrator, made by the first call.
- * @return null when it could not be made, and after migration_final() of a library that had started up
+ * @return null when it could not be made (a later call tries again), and after migration_final() of a library that had
+ *         started up
  */
 VEMigration* get_vemigration_instance(void);
 

@@ -29,8 +29,9 @@ function link(text, target,    anchor, path) {
     else if (path ~ /^\.\.\//) path = substr(path, 4)
     else path = directory path
     if (path ~ /\.md$/) return "[" text "](@ref " page_of(path) (anchor == "" ? "" : "-" anchor) ")"
+    if (path !~ /\/inc\/[^\/]*\.h$/) return text  # other headers are not Doxygen's input
     sub(/.*\//, "", path)
-    return path ~ /\.h$/ ? "[" text "](@ref " path ")" : text
+    return "[" text "](@ref " path ")"
 }
 
 # In a table, a code span writes | as \|. Doxygen would show both characters, so another one stands in that docs/build
