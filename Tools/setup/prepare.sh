@@ -21,9 +21,14 @@ end_progress() {
 }
 
 fail() {
+    fail_with 1 "$@"
+}
+
+# fail_with STATUS MESSAGE...
+fail_with() {
     end_progress
-    printf '%s: %s\n' "$program" "$*" >&2
-    exit 1
+    printf '%s: %s\n' "$program" "${*:2}" >&2
+    exit "$1"
 }
 
 has_header() {
@@ -53,6 +58,17 @@ missing_packages_for_bench() {
     has_header valgrind/callgrind.h && command -v valgrind >/dev/null || echo valgrind
 }
 
+missing_packages_for_coverage() {
+    command -v gcovr >/dev/null || echo gcovr
+}
+
+missing_packages_for_mcdc() {
+    command -v clang++-19 >/dev/null || echo clang-19
+    { command -v llvm-profdata-19 && command -v llvm-cov-19; } >/dev/null || echo llvm-19
+    compgen -G '/usr/lib/llvm-19/lib/clang/19/lib/linux/libclang_rt.profile-*' >/dev/null || echo libclang-rt-19-dev
+    command -v python3 >/dev/null || echo python3
+}
+
 missing_packages_for_armhf() {
     command -v arm-linux-gnueabihf-g++ >/dev/null || echo g++-arm-linux-gnueabihf
     command -v mmdebstrap >/dev/null || echo mmdebstrap
@@ -73,26 +89,28 @@ as_root() {
     fi
 }
 
+# An archive that does not answer the update may not be the one that is needed.
 install_packages() {
-    as_root apt-get update &&
-        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$@"
+    as_root apt-get update
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$@"
 }
 
-# Installs the packages named; a registry that fails is asked again, over several minutes.
-install_with_patience() {
-    local log=$project/build/packages.log pause
+# with_patience DOING LOG COMMAND...: runs it with its output in LOG; when it fails, again over several minutes. Returns
+# 75 when a package archive did not deliver to the end, 1 when it failed otherwise.
+with_patience() {
+    local doing=$1 log=$2 pause
     for pause in 10 20 40 60 90 0; do
-        progress "installing $*"
-        if install_packages "$@" >"$log" 2>&1; then
-            return 0
-        fi
+        progress "$doing"
+        "${@:3}" >"$log" 2>&1 && return 0
         [ "$pause" = 0 ] && break
-        progress "installing $*: failed, again in $pause s"
+        progress "$doing: failed, again in $pause s"
         sleep "$pause"
     done
     end_progress
     tail -n 20 "$log" >&2
-    fail "could not install $*: all of it is in build/packages.log"
+    grep -q -E '^E: (Failed to fetch|Unable to locate package|Package .* has no installation candidate)' "$log" &&
+        return 75
+    return 1
 }
 
 # all_missing_packages PURPOSE...
@@ -104,7 +122,8 @@ all_missing_packages() {
     done
 }
 
-# install_what_is_missing PURPOSE...: what every command needs, and what these purposes need besides.
+# install_what_is_missing PURPOSE...: what every command needs, and what these purposes need besides. Ends the program
+# with 75 when the package archive does not deliver.
 install_what_is_missing() {
     local missing
     mapfile -t missing < <(all_missing_packages "$@")
@@ -113,7 +132,8 @@ install_what_is_missing() {
     command -v apt-get >/dev/null || fail "please install ${missing[*]}: there is no apt-get here to do it"
     [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
         fail "please install ${missing[*]}: that takes root, and there is no sudo"
-    install_with_patience "${missing[@]}"
+    with_patience "installing ${missing[*]}" "$project/build/packages.log" install_packages "${missing[@]}" ||
+        fail_with $? "could not install ${missing[*]}: all of it is in build/packages.log"
     mapfile -t missing < <(all_missing_packages "$@")
     [ ${#missing[@]} = 0 ] || fail "still missing after the installation: ${missing[*]}"
 }

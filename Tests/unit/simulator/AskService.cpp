@@ -1,5 +1,5 @@
-/** A program to be run on a set: sends its arguments to the migration service and prints what comes back, or sleeps two
- * seconds when its argument is "sleep". */
+/** A program to be run on a set: sends its arguments to the migration service and prints what comes back, or sleeps when
+ * they are "sleep" and a number of seconds. */
 #include <unistd.h>
 
 #include <cstdio>
@@ -12,8 +12,8 @@
 int main(int argc, char** argv)
 {
     try {
-        if (argc == 2 && std::strcmp(argv[1], "sleep") == 0) {
-            usleep(2000000);
+        if (argc == 3 && std::strcmp(argv[1], "sleep") == 0) {
+            usleep(static_cast<useconds_t>(std::strtoul(argv[2], nullptr, 10)) * 1000000);
             return 0;
         }
         ServiceClient client(std::getenv("DBUS_SYSTEM_BUS_ADDRESS"));
