@@ -8,3 +8,6 @@
 
 /** Has something done right before this thread runs a main loop the next time. */
 void BeforeNextLoopRun(std::function<void()> action);
+
+/** How many runs of a main loop this process has begun. */
+int LoopRuns();

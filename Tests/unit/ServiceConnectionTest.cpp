@@ -70,6 +70,18 @@ auto InThread(Call call)
     return std::async(std::launch::async, call);
 }
 
+/** The same for a call that blocks; it has begun to when this returns. */
+template <class Call>
+auto BlockingInThread(Call call)
+{
+    const int runsBefore = LoopRuns();
+    auto result = InThread(call);
+    while (LoopRuns() == runsBefore) {
+        std::this_thread::yield();
+    }
+    return result;
+}
+
 template <class Result>
 bool IsBlocked(std::future<Result>& call)
 {
@@ -262,12 +274,12 @@ TEST_F(ServiceConnection, ACallBlocksAfterDestroyUntilTheNextOne)
     Forget();
     for (int i = 0; i < 2; ++i) {
         unsigned char byte = 7;
-        auto call = InThread([&client] { return client.SendCmdToServer("x"); });
+        auto call = BlockingInThread([&client] { return client.SendCmdToServer("x"); });
         EXPECT_TRUE(IsBlocked(call));
         EXPECT_TRUE(client.Destroy());
         EXPECT_EQ(call.get(), -1);
 
-        auto read = InThread([&client, &byte] { return client.ReadOnServer("/p", 1, &byte); });
+        auto read = BlockingInThread([&client, &byte] { return client.ReadOnServer("/p", 1, &byte); });
         EXPECT_TRUE(IsBlocked(read));
         EXPECT_TRUE(client.Destroy());
         EXPECT_TRUE(read.get());
@@ -291,7 +303,7 @@ TEST_F(ServiceConnection, EveryOperationBlocksAfterDestroyAndFailsWithTheNextOne
         [&] { return client.SetBootPartition(1); },           [&] { return client.GetBootPartition(&partition); },
     };
     for (const auto& operation : operations) {
-        auto call = InThread(operation);
+        auto call = BlockingInThread(operation);
         EXPECT_TRUE(IsBlocked(call));
         EXPECT_TRUE(client.Destroy());
         EXPECT_EQ(call.get(), -1);
@@ -331,7 +343,7 @@ TEST_F(ServiceConnection, DestroyBetweenTheMakingOfALoopAndItsRunIsNotLost)
     EXPECT_EQ(destroyed, 1);
 
     // It has ended that call and no later one.
-    auto call = InThread([&client] { return client.SendCmdToServer("x"); });
+    auto call = BlockingInThread([&client] { return client.SendCmdToServer("x"); });
     EXPECT_TRUE(IsBlocked(call));
     client.Destroy();
     EXPECT_EQ(call.get(), -1);
@@ -474,7 +486,7 @@ TEST_F(ServiceConnection, DestroyEndsABlockedCallWhileAnotherThreadIteratesTheMa
     client.SendCmdToServer("x");
     client.Destroy();
     const OwnMainLoop own;
-    auto call = InThread([&client] { return client.SendCmdToServer("x"); });
+    auto call = BlockingInThread([&client] { return client.SendCmdToServer("x"); });
     EXPECT_TRUE(IsBlocked(call));
     client.Destroy();
     EXPECT_EQ(call.get(), -1);
