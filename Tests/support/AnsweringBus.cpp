@@ -10,7 +10,7 @@ std::function<GVariant*(const char*)>& Answer()
     return answer;
 }
 
-/** Stands for the connection, the proxy and the result of a call: nobody looks into them. */
+/** Stands for the connection and the proxy: nobody looks into them. */
 int something = 0;
 
 template <class Object>
@@ -19,16 +19,17 @@ Object* Something()
     return reinterpret_cast<Object*>(&something);
 }
 
-/** The call that is under way; there is never more than one. */
-struct {
-    GVariant* reply = nullptr;
-    GAsyncReadyCallback callback = nullptr;
-    gpointer data = nullptr;
-} call;
+/** A call under way; its result is its own address. */
+struct Call {
+    GVariant* reply;
+    GAsyncReadyCallback callback;
+    gpointer data;
+};
 
-gboolean Complete(gpointer)
+gboolean Complete(gpointer data)
 {
-    call.callback(nullptr, Something<GAsyncResult>(), call.data);
+    const std::unique_ptr<Call> call(static_cast<Call*>(data));
+    call->callback(nullptr, reinterpret_cast<GAsyncResult*>(call.get()), call->data);
     return G_SOURCE_REMOVE;
 }
 
@@ -63,12 +64,13 @@ void g_dbus_proxy_call(GDBusProxy*, const gchar*, GVariant* parameters, GDBusCal
     const gchar* request = nullptr;
     g_variant_ref_sink(parameters);
     g_variant_get(parameters, "(&s)", &request);
-    call = {Answer()(request), callback, data};
+    auto call = std::make_unique<Call>(Call{Answer()(request), callback, data});
     g_variant_unref(parameters);
-    g_idle_add_full(G_PRIORITY_DEFAULT, Complete, nullptr, nullptr);
+    g_idle_add_full(G_PRIORITY_DEFAULT, Complete, call.release(), nullptr);
 }
 
-GVariant* g_dbus_proxy_call_finish(GDBusProxy*, GAsyncResult*, GError**)
+GVariant* g_dbus_proxy_call_finish(GDBusProxy*, GAsyncResult* result, GError**)
 {
-    return call.reply == nullptr ? nullptr : g_variant_ref_sink(call.reply);
+    GVariant* const reply = reinterpret_cast<Call*>(result)->reply;
+    return reply == nullptr ? nullptr : g_variant_ref_sink(reply);
 }
