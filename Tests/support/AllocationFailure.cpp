@@ -8,6 +8,7 @@ namespace {
 thread_local long nothrowUntilFailure = 0;
 thread_local long anyUntilFailure = 0;
 thread_local bool everyNothrowFails = false;
+thread_local bool lastsForEver = false;
 thread_local bool failed = false;
 thread_local int suspended = 0;
 
@@ -20,7 +21,8 @@ bool IsTheOne(long& untilFailure)
 
 void* Allocate(std::size_t size)
 {
-    return IsTheOne(anyUntilFailure) ? nullptr : std::malloc(size > 0 ? size : 1);
+    const bool isAfterwards = lastsForEver && failed && suspended == 0;
+    return isAfterwards || IsTheOne(anyUntilFailure) ? nullptr : std::malloc(size > 0 ? size : 1);
 }
 
 }  // namespace
@@ -43,6 +45,12 @@ void allocation_failure::FailAny(long nth)
     anyUntilFailure = nth;
 }
 
+void allocation_failure::FailAnyFrom(long nth)
+{
+    FailAny(nth);
+    lastsForEver = true;
+}
+
 allocation_failure::Suspended::Suspended()
 {
     ++suspended;
@@ -58,6 +66,7 @@ bool allocation_failure::Stop()
     nothrowUntilFailure = 0;
     everyNothrowFails = false;
     anyUntilFailure = 0;
+    lastsForEver = false;
     return failed;
 }
 

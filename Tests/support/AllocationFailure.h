@@ -15,6 +15,9 @@ void FailEveryNothrow();
 /** Lets the @p nth allocation of any kind from now fail, from 1, that this thread asks for. */
 void FailAny(long nth);
 
+/** The same, and every one after it. */
+void FailAnyFrom(long nth);
+
 /** While one lives, what this thread allocates is neither counted nor fails. */
 class Suspended {
  public:

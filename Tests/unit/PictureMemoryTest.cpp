@@ -119,7 +119,6 @@ TEST_F(PictureMemory, WithoutPlaceForTheFileItIsNotWrittenIntoTheBox)
     EXPECT_EQ(Logged().back(), Error("[PICMIGRATE] t_WriteToVB:(Error) pMigrationBuffer creation Failed() \n"));
 }
 
-// Allocations of the set's own functions fail here too; to the library that is a call that fails.
 class OutOfMemory : public PictureMemory {
  protected:
     void ExpectNoExceptionOf(const std::function<int()>& operation)
