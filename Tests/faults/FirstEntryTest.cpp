@@ -1,5 +1,6 @@
 /** Two threads that are the first in a process to call the library, through every pair of its functions: it starts up once.
- * Calls that need the service must not overlap: of two, the second waits, once it has started up, for the first to end. */
+ * Calls that need the service or the values of the items must not overlap: of two, the second waits, once it has started
+ * up, for the first to end. */
 #include <TestSet.h>
 #include <Together.h>
 #include <VBMigration.h>
@@ -14,7 +15,7 @@ namespace {
 
 struct Entry {
     const char* name;
-    bool needsService;
+    bool mustNotOverlap;  ///< with another such call
     void (*call)();
 };
 
@@ -49,7 +50,7 @@ const Entry kEntries[] = {
     {"picture sync", true, [] { migration_api_do_vornBox_picture_data_sync(VB_INFO_VB_FAC_TO_TV_SPI); }},
     {"mount", true, [] { migration_api_mountpartition(); }},
     {"set item", true, [] { migration_api_set_factory_item(1714, 1); }},
-    {"convert", false, Convert},
+    {"convert", true, Convert},
     {"test data", true, [] { migration_api_get_vornBox_migration_test_data(20); }},
     {"size callback", false, [] { migration_api_assign_callback_getsize(nullptr); }},
     {"data callback", false, [] { migration_api_assign_callback_getdata(nullptr); }},
@@ -73,7 +74,7 @@ bool EnterTogether(const Entry& first, const Entry& second)
                 firstIsOver = true;
                 return;
             }
-            if (first.needsService && second.needsService) {
+            if (first.mustNotOverlap && second.mustNotOverlap) {
                 get_Startegy();
                 while (!firstIsOver) std::this_thread::yield();
             }

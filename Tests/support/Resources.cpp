@@ -54,7 +54,7 @@ Resources Resources::Now()
 
 bool Resources::operator==(const Resources& before) const
 {
-    constexpr int kOfTheAllocator = 16;  // regions that it may need more; what is lost again and again soon exceeds that
+    constexpr int kOfTheAllocator = 64;  // regions that it may need more; what is lost again and again soon exceeds that
     return descriptors == before.descriptors && children == before.children && threads == before.threads &&
            mappings <= before.mappings + kOfTheAllocator && temporaryFiles == before.temporaryFiles;
 }

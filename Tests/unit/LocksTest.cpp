@@ -3,6 +3,7 @@
 #include "ExportedCalls.h"
 
 #include <DBusServiceClient.h>
+#include <FactoryInterface.h>
 #include <PlatformLog.h>
 #include <TestSet.h>
 #include <VBMigration.h>
@@ -91,11 +92,10 @@ class Locks : public OnSet {
     }
 };
 
-int SizeOfAnItem(unsigned int, int* size)
+int SizeOfAnItem(unsigned int uid, int* size)
 {
     heldInCallback = held;
-    *size = 1;
-    return 1;
+    return GetMigrationItemSize(uid, size);
 }
 
 }  // namespace

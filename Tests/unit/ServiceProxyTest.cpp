@@ -215,6 +215,7 @@ TEST_F(ServiceProxy, OutlivesItsClientAndSoDoTheBusAndTheLastLoop)
     EXPECT_NE(service, nullptr);
     EXPECT_EQ(loops.size(), 1U);
     EXPECT_EQ(releasedLoops, 0);
+    g_main_loop_unref(lastLoop);  // nobody else does
 }
 
 TEST_F(ServiceProxy, AClientThatCannotBeAllocatedIsTriedAgain)
