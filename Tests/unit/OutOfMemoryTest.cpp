@@ -87,7 +87,7 @@ TEST_P(OutOfMemoryIn, AnyAllocationTheCallReturnsWithADocumentedResult)
             outcome = CallWithFailure(GetParam().call, nth, fail);
         }
         EXPECT_EQ(outcome, kNothingRanOut) << "at allocation " << nth;
-        EXPECT_GT(nth, 2);
+        EXPECT_GE(nth, 4);  // the library's own, in the call that makes the fewest
     }
 }
 
@@ -156,5 +156,5 @@ TEST_F(OutOfMemory, InADumpLeavesTheBackupPathForTheNextOne)
         ASSERT_FALSE(std::filesystem::exists(folder)) << "at allocation " << nth;
     }
     EXPECT_EQ(outcome, kNothingRanOut) << "at allocation " << nth;
-    EXPECT_GT(nth, 2);
+    EXPECT_GT(nth, 20);
 }
