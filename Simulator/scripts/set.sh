@@ -67,7 +67,7 @@ synced() {
     [ ! -d "$partition" ] || cp -R "$partition" "$state/durable/$1"
 }
 
-# fault KEY: sets $value. False when the fault is off.
+# fault KEY: sets $value, and writes down that it was asked for. False when the fault is off.
 fault() {
     value=
     [ -f "$state/faults" ] || return 1
@@ -75,6 +75,7 @@ fault() {
         case $faultLine in
             "$1="*)
                 value=${faultLine#"$1="}
+                printf '%s\n' "$1" >>"$state/faults_met"
                 return 0
                 ;;
         esac

@@ -4,6 +4,9 @@
 #include <array>
 #include <climits>
 #include <cstring>
+#include <numeric>
+#include <utility>
+#include <vector>
 
 #include "Live.h"
 #include "Set.h"
@@ -75,34 +78,39 @@ struct Kind {
     View after;
     Test value;
     const char* expected;
+    const char* form;
 };
 
 constexpr std::array kinds = {
-    Kind{"serdes.polls", nullptr, "", IsPolls, "a number of polls or \"never\""},
-    Kind{"eeprom.migrated_mac", nullptr, "", IsNumber, "a number"},
-    Kind{"eeprom.read.", IsItem, "", IsNumber, "a number"},
-    Kind{"eeprom.write.", IsItem, "", IsNumber, "a number"},
-    Kind{"eeprom.value.", IsItem, "", IsBytes, "bytes as hex digits"},
-    Kind{"system_info.", IsCount, "", IsText, "\"fail\" or a value"},
-    Kind{"factory.size.", IsUid, "", IsNumber, "a number"},
-    Kind{"factory.get.", IsUid, "", IsNumber, "a number"},
-    Kind{"factory.set.", IsUid, "", IsNumber, "a number"},
-    Kind{"factory.value.", IsUid, "", IsFail, "\"fail\""},
-    Kind{"micom.mac", nullptr, "", IsNegative, "a negative number"},
-    Kind{"encrypt.import", nullptr, "", IsNumber, "a number"},
-    Kind{"encrypt.size", nullptr, "", IsNumber, "a number"},
-    Kind{"encrypt.length", nullptr, "", IsNumber, "a number"},
-    Kind{"local.", IsCommand, "", IsStatus, "an exit status (0 to 255) or \"kill\""},
-    Kind{"service.state", nullptr, "", IsServiceState, "absent, silent, dies or error"},
-    Kind{"service.delay", nullptr, "", IsCount, "a number of milliseconds"},
-    Kind{"service.reply.", IsCount, "", IsText, "a text of one line"},
-    Kind{"service.", IsCommand, "", IsStatus, "an exit status (0 to 255) or \"kill\""},
-    Kind{"path.", IsName, "", IsErrno, "the name of an error, such as EACCES"},
-    Kind{"read.", IsName, "", IsReadFault, "short:N or the name of an error"},
-    Kind{"write.", IsName, "", IsWriteFault, "short:N (N from 1), full:N or the name of an error"},
-    Kind{"fsync.", IsName, "", IsErrno, "the name of an error, such as EIO"},
-    Kind{"flash.", IsPartition, ".free", IsCount, "a number of bytes"},
-    Kind{"ioctl.", IsRequest, "", IsErrno, "the name of an error, such as EIO"},
+    Kind{"serdes.polls", nullptr, "", IsPolls, "a number of polls or \"never\"", "serdes.polls"},
+    Kind{"eeprom.migrated_mac", nullptr, "", IsNumber, "a number", "eeprom.migrated_mac"},
+    Kind{"eeprom.read.", IsItem, "", IsNumber, "a number", "eeprom.read.ITEM, ITEM as in F211"},
+    Kind{"eeprom.write.", IsItem, "", IsNumber, "a number", "eeprom.write.ITEM, ITEM as in F211"},
+    Kind{"eeprom.value.", IsItem, "", IsBytes, "bytes as hex digits", "eeprom.value.ITEM, ITEM as in F211"},
+    Kind{"system_info.", IsCount, "", IsText, "\"fail\" or a value", "system_info.KEY, KEY a number"},
+    Kind{"factory.size.", IsUid, "", IsNumber, "a number", "factory.size.UID, UID a number or *"},
+    Kind{"factory.get.", IsUid, "", IsNumber, "a number", "factory.get.UID, UID a number or *"},
+    Kind{"factory.set.", IsUid, "", IsNumber, "a number", "factory.set.UID, UID a number or *"},
+    Kind{"factory.value.", IsUid, "", IsFail, "\"fail\"", "factory.value.UID, UID a number or *"},
+    Kind{"micom.mac", nullptr, "", IsNegative, "a negative number", "micom.mac"},
+    Kind{"encrypt.import", nullptr, "", IsNumber, "a number", "encrypt.import"},
+    Kind{"encrypt.size", nullptr, "", IsNumber, "a number", "encrypt.size"},
+    Kind{"encrypt.length", nullptr, "", IsNumber, "a number", "encrypt.length"},
+    Kind{"local.", IsCommand, "", IsStatus, "an exit status (0 to 255) or \"kill\"",
+         "local.COMMAND, as in local.spi_init.sh.mount.data_sync"},
+    Kind{"service.state", nullptr, "", IsServiceState, "absent, silent, dies or error", "service.state"},
+    Kind{"service.delay", nullptr, "", IsCount, "a number of milliseconds", "service.delay"},
+    Kind{"service.reply.", IsCount, "", IsText, "a text of one line", "service.reply.CODE, CODE a number"},
+    Kind{"service.", IsCommand, "", IsStatus, "an exit status (0 to 255) or \"kill\"",
+         "service.COMMAND, as in service.spi_init.sh.mount.migration; or service.state, service.delay"},
+    Kind{"path.", IsName, "", IsErrno, "the name of an error, such as EACCES", "path.PATH"},
+    Kind{"read.", IsName, "", IsReadFault, "short:N or the name of an error", "read.PATH"},
+    Kind{"write.", IsName, "", IsWriteFault, "short:N (N from 1), full:N or the name of an error", "write.PATH"},
+    Kind{"fsync.", IsName, "", IsErrno, "the name of an error, such as EIO", "fsync.PATH"},
+    Kind{"flash.", IsPartition, ".free", IsCount, "a number of bytes",
+         "flash.migration.free, flash.data_sync.free or flash.root.free"},
+    Kind{"ioctl.", IsRequest, "", IsErrno, "the name of an error, such as EIO",
+         "ioctl.REQUEST, REQUEST as in 40044916"},
 };
 
 bool IsOfKind(View key, const Kind& kind)
@@ -114,12 +122,44 @@ bool IsOfKind(View key, const Kind& kind)
     return kind.about == nullptr ? about.empty() : kind.about(about);
 }
 
+/** How many letters have to be added, left out or changed to make one word of another. */
+std::size_t Distance(View from, View to)
+{
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t changed = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+/** What may have been meant by a key that is none; empty when nothing is near. */
+std::string Hint(View key)
+{
+    constexpr std::size_t near = 2;
+    for (const Kind& kind : kinds) {
+        if (kind.about != nullptr && key.substr(0, kind.before.size()) == kind.before) {
+            return std::string("; it is written ") + kind.form;
+        }
+    }
+    for (const Kind& kind : kinds) {
+        const View beginning = kind.about == nullptr ? key : key.substr(0, kind.before.size());
+        if (Distance(beginning, kind.before) <= near) return std::string("; did you mean ") + kind.form + "?";
+    }
+    return {};
+}
+
 }  // namespace
 
 void CheckFault(const std::string& key, const std::string& value)
 {
     const auto* kind = std::find_if(kinds.begin(), kinds.end(), [&](const Kind& k) { return IsOfKind(key, k); });
-    if (kind == kinds.end()) throw Error("'" + key + "' is no fault of a set");
+    if (kind == kinds.end()) throw Error("'" + key + "' is no fault of a set" + Hint(key));
     if (!kind->value(value)) throw Error("fault '" + key + "' is '" + value + "', it has to be " + kind->expected);
 }
 

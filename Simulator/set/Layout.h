@@ -30,6 +30,8 @@ inline Path Volatile(const Path& side) { return side / "volatile"; }
 inline Path Joined(const Path& side) { return Volatile(side) / "joined"; }
 inline Path Paths(const Path& tv) { return Volatile(tv) / "paths"; }
 inline Path Faults(const Path& tv) { return Volatile(tv) / "faults"; }
+/** The keys of the faults that were on when something asked for them, a line each. */
+inline Path FaultsMet(const Path& tv) { return Volatile(tv) / "faults_met"; }
 inline Path Counter(const Path& tv) { return Volatile(tv) / "counter"; }
 inline Path Mounts(const Path& tv) { return Volatile(tv) / "mnt"; }
 inline Path Devices(const Path& tv) { return Volatile(tv) / "dev"; }

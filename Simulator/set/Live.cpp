@@ -18,6 +18,7 @@ struct FaultTable {
     std::mutex mutex;
     std::map<std::string, const char*, std::less<>> on;
     std::set<std::string> texts;
+    std::set<std::string> met;
     std::atomic<bool> any{false};
 };
 
@@ -33,6 +34,16 @@ void Fill(FaultTable& table, const FaultMap& faults)
     table.on.clear();
     for (const auto& [key, value] : faults) table.on[key] = table.texts.insert(value).first->c_str();
     table.any = !table.on.empty();
+}
+
+/** Looks for the value of a fault. @return true when this process has not met the fault before */
+bool Find(FaultTable& table, const char* key, const char*& value)
+{
+    const std::lock_guard<std::mutex> lock(table.mutex);
+    const auto found = table.on.find(key);
+    if (found == table.on.end()) return false;
+    value = found->second;
+    return table.met.insert(found->first).second;
 }
 
 }  // namespace
@@ -54,12 +65,17 @@ bool live::OnSet() noexcept
 const char* live::Fault(const char* key) noexcept
 {
     const ErrnoKeeper keeper;
-    if (Current() == nullptr) return nullptr;
+    const Here* here = Current();
+    if (here == nullptr) return nullptr;
     FaultTable& table = TheFaults();
     if (!table.any) return nullptr;
-    const std::lock_guard<std::mutex> lock(table.mutex);
-    const auto found = table.on.find(key);
-    return found == table.on.end() ? nullptr : found->second;
+    const char* value = nullptr;
+    try {
+        if (Find(table, key, value)) AppendHostText(layout::FaultsMet(here->tv), std::string(key) + "\n");
+    } catch (const std::exception&) {
+        // Out of memory: the fault acts all the same, but `vbset run` may say that it was never met.
+    }
+    return value;
 }
 
 void live::SetFault(const std::string& key, const char* value)

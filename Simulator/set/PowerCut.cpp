@@ -56,8 +56,9 @@ PowerCut ParsePowerCut(std::string_view text)
 {
     PowerCut cut;
     if (!Parse(text, cut)) {
-        throw Error("'" + std::string(text) + "' is no place for a power cut: 17b, 17a, 17w425 or 17.2, the last three " +
-                    "also with -o, -n, -z or one of these letters for each file that is not synced");
+        throw Error("'" + std::string(text) + "' is no place for a power cut: give the number of an interaction, as " +
+                    "`vbset trace` shows it, and where in it: 17b (before), 17a (after), 17w425 (after 425 bytes of " +
+                    "a write) or 17.2 (after its second step); 17a-o says what is lost (see vbset run --help)");
     }
     return cut;
 }

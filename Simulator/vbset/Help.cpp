@@ -65,7 +65,8 @@ starts in TV/nonvolatile/work, so name its files by absolute paths.
 Faults
   Each --fault switches a fault on for this run, in addition to those of the two descriptions and over them, such as
   --fault service.state=silent, --fault local.spi_init.sh.mount.data_sync=1, --fault flash.migration.free=4096. They
-  end with the run; those of the descriptions stay.
+  end with the run; those of the descriptions stay. Faults of the command line that nothing in the run has asked for,
+  mistyped ones for instance, are named on standard error after it.
 
   serdes.polls=N|never                       the link to the box locks only at poll N + 1, or never
   eeprom.read.ITEM=R  eeprom.write.ITEM=R    result of the call; ITEM as in F211
@@ -119,9 +120,10 @@ Examples
   vbset run /tmp/tv /tmp/box --cut 57a-o -- vbmigration backup)";
 
 const char* const trace = R"(
-Prints what the library and the set had to do with each other, oldest first: number within the run, microseconds since
-the run began, kind, call with its arguments, result. Lines of the service and of the set's scripts have no number: the
-numbers count what the program itself asked for.
+Prints what the programs that ran on the set asked of it, and what it did, oldest first and all runs since the TV was
+made: number within the run, microseconds since the run began, kind, call with its arguments, result. Not only the
+library asks: what the program does itself, such as vbmigration's look at the picture file, is there and numbered too.
+Lines of the service and of the set's scripts have no number: the numbers count what the program itself asked for.
 
 Kinds
   platform, command, request, ioctl, file, sleep; service and script for what happened on the other side
@@ -138,6 +140,6 @@ Exit status
 
 const char* const off = R"(
 Takes the power from both sides: what is volatile is gone, nothing is mounted any more. A box must be off before it can
-be joined to another TV.)";
+be joined to another TV. A side that is on with another one is refused.)";
 
 }  // namespace vbset::help

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <set>
+#include <sstream>
 
 #include "Bus.h"
 #include "Commands.h"
@@ -132,6 +134,22 @@ int EndAtCut(const PowerCut& cut, Set& set)
     return exitPowerCut;
 }
 
+/** Says which faults of the command line nothing has asked for: mistyped ones do not show otherwise. */
+void TellFaultsNeverMet(const RunOptions& options, const Set& set)
+{
+    std::set<std::string> met;
+    std::istringstream lines(ReadHostText(layout::FaultsMet(set.TvDirectory())).value_or(""));
+    for (std::string key; std::getline(lines, key);) {
+        met.insert(key);
+    }
+    for (const auto& [key, value] : options.faults) {
+        if (met.count(key) == 0) {
+            std::fprintf(stderr, "vbset: the fault %s=%s was never met: nothing in this run asked for it\n",
+                         key.c_str(), value.c_str());
+        }
+    }
+}
+
 int RunOnSet(const RunOptions& options, const std::filesystem::path& program, const std::string& preload, Set& set)
 {
     const bool isCutFirst = options.cut && options.cut->when == PowerCut::When::Before && options.cut->interaction == 1;
@@ -151,6 +169,7 @@ int RunOnSet(const RunOptions& options, const std::filesystem::path& program, co
     });
     bus.reset();
     supervisor.EndOrphans();
+    TellFaultsNeverMet(options, set);
     if (supervisor.PowerWentAway()) {
         return EndAtCut(*options.cut, set);
     }
@@ -180,6 +199,26 @@ void RefuseWhatIsOnElsewhere(const Set& set)
     refuse(box, ReadHostText(layout::Joined(box)).value_or(""), box);
 }
 
+/** Refuses a side of which something is missing that is never removed: programs would fail for reasons that no set has.
+ * @throw Error */
+void RefuseWhatIsDamaged(const Set& set)
+{
+    const std::filesystem::path& tv = set.TvDirectory();
+    const std::filesystem::path& box = set.BoxDirectory();
+    for (const auto& needed : {layout::Eeprom(tv), layout::Root(tv), layout::WorkingDirectory(tv), layout::Factory(box),
+                               layout::MacBlock(box)}) {
+        if (!std::filesystem::exists(needed)) {
+            throw Error("the set is damaged: there is no " + needed.string());
+        }
+    }
+    for (const auto& needed : {layout::Paths(tv), layout::Counter(tv), layout::Mounts(tv), layout::Faults(tv)}) {
+        if (set.IsOn() && !std::filesystem::exists(needed)) {
+            throw Error("what is volatile of the set is damaged: there is no " + needed.string() +
+                        "; switch it off and on again: vbset off " + tv.string() + " " + box.string());
+        }
+    }
+}
+
 }  // namespace
 
 int Run(const RunOptions& options)
@@ -200,7 +239,9 @@ int Run(const RunOptions& options)
     const std::string preload = Preload();
     set.Lock();
     RefuseWhatIsOnElsewhere(set);
+    RefuseWhatIsDamaged(set);
     set.PowerOn();
+    std::filesystem::remove(layout::FaultsMet(set.TvDirectory()));
     set.SetFaults(options.faults);
     set.BeginRun(Joined(options.program));
     set.Enter();
@@ -215,6 +256,7 @@ int Off(const std::filesystem::path& tv, const std::filesystem::path& box)
 {
     Set set(tv, box);
     set.Lock();
+    RefuseWhatIsOnElsewhere(set);
     set.PowerOff();
     return exitDone;
 }

@@ -32,6 +32,12 @@ std::string PowerFlag(const Json& eeprom)
     return flag.empty() ? "never written" : flag + ": no migration in progress";
 }
 
+/** The library has a path of its own where the TV tells none. */
+std::string BasePath(const Json& path)
+{
+    return path.is_null() ? "not told; the library takes /opt/tv/migration/korvane_vbmg/" : InWords(path);
+}
+
 void ShowState(const Json& state)
 {
     std::string mounted;
@@ -71,8 +77,8 @@ void ShowTv(const Json& side)
     ShowHeading("TV ", side);
     Line("duolink", InWords(description["duolink"]));
     Line("CI slots", InWords(description["ci_slots"]));
-    Line("backup path", InWords(description["backup_path"]));
-    Line("restore path", InWords(description["restore_path"]));
+    Line("backup path", BasePath(description["backup_path"]));
+    Line("restore path", BasePath(description["restore_path"]));
     Line("/dev/system", description["system_device"] ? "present" : "absent");
     Line("tuner frontend", description["frontend"] ? "present" : "absent");
     Line("MAC", InWords(holds["mac"]));

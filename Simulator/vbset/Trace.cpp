@@ -91,6 +91,9 @@ void PrintRow(const Line& line)
 
 int Trace(const TraceOptions& options)
 {
+    if (std::filesystem::is_directory(options.tv) && !std::filesystem::exists(options.tv / "tv.toml")) {
+        throw Error(options.tv.string() + " is no TV: it has no tv.toml; the trace of a set lies with its TV");
+    }
     ReadTvDescription(options.tv / "tv.toml");
     std::vector<Line> lines = ReadTrace(layout::TraceFile(options.tv));
     if (options.last) {

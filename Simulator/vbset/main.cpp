@@ -191,7 +191,8 @@ class CommandLine {
     int RunProgram()
     {
         if (words_.program.empty()) {
-            throw vbset::Error("run: no program; write it after \"--\"");
+            throw vbset::Error("no program was given: vbset run TV BOX [OPTIONS] -- PROGRAM [ARGS...] "
+                               "(see vbset run --help)");
         }
         options_.program = words_.program;
         if (!cut_.empty()) {

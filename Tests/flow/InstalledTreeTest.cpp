@@ -114,6 +114,7 @@ TEST_F(InstalledTree, HoldsLibraryHeaderPackageFilesCommandsAndTheSimulatedSet)
     EXPECT_THAT(Files("libexec/vbset"), UnorderedElementsAre("vbset-sh", "vbset-service", "set.sh", "spi_init.sh",
                                                              "MigrationScript.sh"));
     EXPECT_THAT(Files("share/man/man1"), UnorderedElementsAre("vbmigration.1", "vbset.1"));
+    EXPECT_THAT(Files("share/doc/VBMigration"), IsSupersetOf({"README.md", "messages.md", "migration-road.md"}));
     EXPECT_THAT(Files("share/vbset"), IsSupersetOf({"tv15.toml", "box15.toml", "tv13-62.toml", "box14-legacy.toml"}));
 }
 

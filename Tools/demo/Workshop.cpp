@@ -51,7 +51,9 @@ std::vector<Call> CallsFrom(const std::string& command, const program::Ended& en
     try {
         std::vector<Call> calls;
         for (const json& object : json::parse(ended.output)) {
-            calls.push_back(CallFrom(object));
+            if (!object.contains("summary")) {
+                calls.push_back(CallFrom(object));
+            }
         }
         return calls;
     } catch (const json::exception&) {

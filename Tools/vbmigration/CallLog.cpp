@@ -23,6 +23,8 @@ std::string Text(const Field& field)
     std::string text = field.name + "=";
     if (const int* number = std::get_if<int>(&field.value)) {
         text += std::to_string(*number);
+    } else if (std::holds_alternative<bool>(field.value)) {
+        return text + field.meaning;
     } else {
         text += std::get<std::string>(field.value);
     }
@@ -71,7 +73,14 @@ Json AsJson(const std::vector<Field>& fields)
     return object;
 }
 
-std::string AsJson(const std::vector<Call>& calls)
+Json AsJson(const Summary& summary)
+{
+    Json object = {{"summary", summary.name}, {"verdict", summary.verdict}};
+    object.update(AsJson(summary.fields));
+    return object;
+}
+
+std::string AsJson(const std::vector<Call>& calls, const std::optional<Summary>& summary)
 {
     Json array = Json::array();
     for (const Call& call : calls) {
@@ -83,6 +92,9 @@ std::string AsJson(const std::vector<Call>& calls)
             object["note"] = call.note;
         }
         array.push_back(object);
+    }
+    if (summary) {
+        array.push_back(AsJson(*summary));
     }
     // What a function gave may be any bytes; a reader of JSON gets the ones that are text.
     return array.dump(2, ' ', false, Json::error_handler_t::replace);
@@ -99,7 +111,8 @@ void PrintLine(const std::string& line)
 void CallLog::Begin(const std::string& function, std::vector<Field> arguments)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    calls_.push_back({function, std::move(arguments), {}, {}, 0, {}});
+    calls_.push_back({function, std::move(arguments), {}, {}, 0, {}, {}});
+    exchangesBefore_ = CountOfExchanges();
     if (timeout_ > 0) {
         GiveUp();
     }
@@ -113,9 +126,19 @@ void CallLog::Finish(int result, std::vector<Field> out, int tvCode)
     call.milliseconds = MillisecondsSince(begun_);
     call.result = result;
     call.out = std::move(out);
+    call.exchanges = ExchangesSince(exchangesBefore_);
     call.note = NoteOn(call, tvCode);
     if (format_ == Format::Lines) {
         PrintLine(Line(call));
+    }
+}
+
+void CallLog::SumUp(Summary (*judge)(const std::vector<Call>&))
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    summary_ = judge(calls_);
+    if (format_ == Format::Lines) {
+        PrintLine(summary_->name + ": " + summary_->verdict + ": " + summary_->details);
     }
 }
 
@@ -123,7 +146,7 @@ void CallLog::End()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (format_ == Format::Json) {
-        PrintLine(AsJson(calls_));
+        PrintLine(AsJson(calls_, summary_));
     }
 }
 
@@ -140,7 +163,7 @@ void CallLog::TimeIsUp(double seconds)
 void CallLog::GiveUp()
 {
     if (format_ == Format::Json) {
-        PrintLine(AsJson(calls_));
+        PrintLine(AsJson(calls_, summary_));
     }
     std::fprintf(stderr, "vbmigration: timeout: %g s have passed, still waiting in %s\n", timeout_,
                  Heading(calls_.back()).c_str());
@@ -150,6 +173,9 @@ void CallLog::GiveUp()
 
 ExitStatus CallLog::Status() const
 {
+    if (summary_) {
+        return summary_->status;
+    }
     ExitStatus status = kExitOk;
     for (const Call& call : calls_) {
         if (call.result == -2 && status == kExitOk) {

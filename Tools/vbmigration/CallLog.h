@@ -10,16 +10,26 @@
 #include <variant>
 #include <vector>
 
+#include "ServiceWatch.h"
+
 namespace command {
 
 /** Exit statuses, as --help lists them. */
-enum ExitStatus { kExitOk = 0, kExitCallFailed = 1, kExitUsage = 2, kExitUnsupported = 3, kExitTimedOut = 124 };
+enum ExitStatus {
+    kExitOk = 0,
+    kExitCallFailed = 1,
+    kExitUsage = 2,
+    kExitUnsupported = 3,
+    kExitItemsMissing = 4,
+    kExitNoService = 5,
+    kExitTimedOut = 124
+};
 
 /** A value given to a function or received from it. */
 struct Field {
     std::string name;
-    std::variant<int, std::string> value;
-    std::string meaning;  ///< for a person; may be empty
+    std::variant<int, bool, std::string> value;
+    std::string meaning;  ///< for a person, who sees it in the place of a bool; may be empty
 };
 
 /** One call of an exported function. */
@@ -30,6 +40,16 @@ struct Call {
     std::optional<int> result;  ///< absent while the call runs
     double milliseconds = 0;
     std::string note;  ///< why the result may be what it is; often empty
+    std::vector<Exchange> exchanges;  ///< with the migration service, where they are watched
+};
+
+/** What several calls amount to. */
+struct Summary {
+    std::string name;
+    std::string verdict;
+    std::string details;        ///< for a person
+    std::vector<Field> fields;  ///< for a program
+    ExitStatus status = kExitOk;
 };
 
 enum class Format { Lines, Json };
@@ -45,6 +65,9 @@ class CallLog {
      * @param tvCode  the set's TV code as the library read it, for the note on the result */
     void Finish(int result, std::vector<Field> out, int tvCode);
 
+    /** Says what the calls so far amount to; as lines, prints it. From now on it makes the status. */
+    void SumUp(Summary (*judge)(const std::vector<Call>&));
+
     /** As JSON, prints all calls. */
     void End();
 
@@ -52,7 +75,7 @@ class CallLog {
      * Begin() do so. */
     void TimeIsUp(double seconds);
 
-    /** Of all calls: ok, or one failed, or (when none failed) one is unsupported. */
+    /** That of the summary; without one, of all calls: ok, or one failed, or (when none failed) one is unsupported. */
     ExitStatus Status() const;
 
  private:
@@ -61,6 +84,8 @@ class CallLog {
     std::mutex mutex_;
     Format format_;
     std::vector<Call> calls_;
+    std::size_t exchangesBefore_ = 0;  ///< the last call
+    std::optional<Summary> summary_;
     std::chrono::steady_clock::time_point begun_;
     double timeout_ = 0;  ///< seconds, once they have passed
 };

@@ -1,14 +1,13 @@
 #include "Exported.h"
 
 #include <FactoryInterface.h>
-#include <MigrationPath.h>
 #include <SystemInfo.h>
 #include <VBMigration.h>
 
-#include <sys/stat.h>
-
 #include <array>
-#include <cstdlib>
+
+#include "BackupSummary.h"
+#include "PictureItems.h"
 
 namespace command {
 
@@ -19,32 +18,6 @@ int SizeFromPlatform(unsigned int uid, int* size) { return GetMigrationItemSize(
 int DataFromPlatform(unsigned int uid, unsigned int* storeType, int* length, unsigned char* data)
 {
     return GetMigrationItemData(uid, storeType, length, data);
-}
-
-/** The file into which a dump writes the picture items. */
-std::string PictureFile()
-{
-    char* text = nullptr;
-    std::string base;
-    if (system_info_get_value_string(SYSTEM_INFO_KEY_BACKUP_PATH, &text) == 0 && text != nullptr) {
-        base = text;
-        std::free(text);
-    } else {
-        base = MigrationPath("migration/korvane_vbmg/");
-    }
-    return base + "SP_VB_Data/PictureMigrationData.dat";
-}
-
-/** What a dump did to the picture file: its result does not tell, because it is the MAC address's too. */
-std::string WrittenSince(const struct stat& before, const std::string& file)
-{
-    struct stat after = {};
-    if (stat(file.c_str(), &after) != 0 || after.st_size == 0) {
-        return "NOT WRITTEN";
-    }
-    const bool isSame = before.st_ino == after.st_ino && before.st_mtim.tv_sec == after.st_mtim.tv_sec &&
-                        before.st_mtim.tv_nsec == after.st_mtim.tv_nsec;
-    return isSame ? "NOT WRITTEN, there is an older file" : std::to_string(after.st_size) + " bytes written";
 }
 
 Field Named(const char* name, int value, const Words& words) { return {name, value, words.NameOf(value)}; }
@@ -71,6 +44,7 @@ bool Exported::Notify(const Words& types, int type, int progress)
 {
     return Run("migration_api_notify_migration_status",
                {Named("type", type, types), Named("progress", progress, kProgresses)}, [&](std::vector<Field>& out) {
+                   WatchService();
                    constexpr int kUntouched = -1;
                    auto status = static_cast<VB_VornBoxMigrationStatus_k>(kUntouched);
                    const int result = migration_api_notify_migration_status(
@@ -86,19 +60,22 @@ bool Exported::Notify(const Words& types, int type, int progress)
 bool Exported::Dump()
 {
     return Run("migration_api_dump_non_volatile_data", {}, [](std::vector<Field>& out) {
-        const std::string file = PictureFile();
-        struct stat before = {};
-        stat(file.c_str(), &before);
+        WatchService();
+        const PictureItems items;
         const int result = migration_api_dump_non_volatile_data();
-        out.push_back({"picture_items", WrittenSince(before, file), {}});
+        out = items.AfterDump();
         return result;
     });
 }
 
+void Exported::SumUpBackup() { log_.SumUp(command::SumUpBackup); }
+
 bool Exported::Restore()
 {
-    return Run("migration_api_restore_non_volatile_data", {},
-               [](std::vector<Field>&) { return migration_api_restore_non_volatile_data(); });
+    return Run("migration_api_restore_non_volatile_data", {}, [](std::vector<Field>&) {
+        WatchService();
+        return migration_api_restore_non_volatile_data();
+    });
 }
 
 bool Exported::SyncPictures(int direction)
@@ -112,7 +89,10 @@ bool Exported::SyncPictures(int direction)
 bool Exported::SetItem(int id, int value)
 {
     return Run("migration_api_set_factory_item", {Named("item_id", id, kItemCommands), {"value", value, {}}},
-               [&](std::vector<Field>&) { return migration_api_set_factory_item(id, value); });
+               [&](std::vector<Field>&) {
+                   WatchService();
+                   return migration_api_set_factory_item(id, value);
+               });
 }
 
 bool Exported::ConvertItem(int id)
@@ -137,12 +117,16 @@ bool Exported::Test(int code)
 bool Exported::SetBootPartition(int partition)
 {
     return Run("migration_api_SetBootPartition", {{"partition", partition, {}}},
-               [&](std::vector<Field>&) { return migration_api_SetBootPartition(partition); });
+               [&](std::vector<Field>&) {
+                   WatchService();
+                   return migration_api_SetBootPartition(partition);
+               });
 }
 
 bool Exported::GetBootPartition()
 {
     return Run("migration_api_GetBootPartition", {}, [](std::vector<Field>& out) {
+        WatchService();
         int partition = 0;
         const int result = migration_api_GetBootPartition(&partition);
         if (result == 0) {

@@ -18,6 +18,10 @@ class Exported {
     /** @param types  the names that the types have on this set */
     bool Notify(const Words& types, int type, int progress);
     bool Dump();
+
+    /** Says whether START, dump and END were a backup. */
+    void SumUpBackup();
+
     bool Restore();
     bool SyncPictures(int direction);
     bool SetItem(int id, int value);

@@ -21,7 +21,15 @@ namespace {
 const char* const kFooter =
     "Types, progress, directions and codes are names or numbers; a number is passed on as it is.\n"
     "Exit status: 0 all calls succeeded, 1 a call failed, 2 wrong usage (nothing was called),\n"
-    "3 the library does not support the call, 124 the timeout passed.\n"
+    "3 the library does not support the call, 124 the timeout passed. Those of backup: vbmigration backup --help.\n"
+    "Why a call failed is in the platform log, tag MIGVBX.";
+
+const char* const kBackupFooter =
+    "The last line says whether this was a backup: START and END succeeded, the service answered every request, and\n"
+    "the dump wrote all picture items. It says nothing of the MAC address. In JSON it is the last object.\n"
+    "Exit status: 0 backup: complete (whatever the dump returned), 1 backup: failed (START or END did), 2 wrong usage\n"
+    "(nothing was called), 4 backup: items missing, 5 backup: service did not answer (the library takes that for\n"
+    "success), 124 the timeout passed.\n"
     "Why a call failed is in the platform log, tag MIGVBX.";
 
 /** What the command line asks for. */
@@ -52,6 +60,7 @@ void Backup(Exported& library)
         library.Dump();
     }
     library.Notify(types, type, ValueOf(kProgresses, "end"));
+    library.SumUpBackup();
 }
 
 void Migrate(Exported& library)
@@ -126,8 +135,10 @@ class CommandLine {
 
 void CommandLine::AddFlows()
 {
-    AddCallbacks(
-        Add(app_, "backup", "a whole backup: notify START, dump, notify END (also after a failed START)", Backup));
+    CLI::App* backup =
+        Add(app_, "backup", "a whole backup: notify START, dump, notify END (also after a failed START)", Backup);
+    backup->footer(kBackupFooter);
+    AddCallbacks(backup);
     Add(app_, "migrate", "a whole restore: notify START, restore, notify END (also after a failed START)", Migrate);
     Add(app_, "status", "the power flag, what is mounted, and what the next START will do", {});
 }

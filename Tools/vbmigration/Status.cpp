@@ -14,6 +14,11 @@ namespace {
 
 constexpr unsigned char kInterrupted = 0xAA;
 
+/** What to do before a START that formats. */
+constexpr const char* kAdvice =
+    "nothing is lost before a START; unless a migration is running, save the partition first, or lower the flag with "
+    "`vbmigration notify restore end`: see docs/migration-road.md, \"After a cut: what to do\"";
+
 struct Start {
     std::string backup;
     std::string restore;
@@ -77,6 +82,9 @@ void PrintJson(int tvCode, std::optional<unsigned char> flag, const Partition& m
     status["interrupted"] = flag == kInterrupted;
     status["mounted"] = {{migration.name, migration.mounted}, {dataSync.name, dataSync.mounted}};
     status["next_start"] = {{"formats_backup", start.formats}, {"backup", start.backup}, {"restore", start.restore}};
+    if (start.formats) {
+        status["advice"] = kAdvice;
+    }
     std::printf("%s\n", status.dump(2).c_str());
 }
 
@@ -89,6 +97,9 @@ void PrintLines(int tvCode, std::optional<unsigned char> flag, const Partition& 
     std::printf("data_sync      %s\n", Describe(dataSync).c_str());
     std::printf("backup START   %s\n", start.backup.c_str());
     std::printf("restore START  %s\n", start.restore.c_str());
+    if (start.formats) {
+        std::printf("to keep it     %s\n", kAdvice);
+    }
 }
 
 }  // namespace

@@ -105,10 +105,28 @@ TEST_F(ADescription, HasBasePathsThatLieBelowTheSetsOwnAndFitACommandLine)
 TEST_F(ADescription, HasOnlyFaultsThatTheSetKnows)
 {
     EXPECT_EQ(TvRefusal(goodTv + "[faults]\n\"serdes.poll\" = 3\n"),
-              (directory_ / "it.toml").string() + ":7: 'serdes.poll' is no fault of a set");
+              (directory_ / "it.toml").string() + ":7: 'serdes.poll' is no fault of a set; did you mean serdes.polls?");
     EXPECT_EQ(TvRefusal(goodTv + "[faults]\n\"serdes.polls\" = \"often\"\n"),
               (directory_ / "it.toml").string() +
                   ":7: fault 'serdes.polls' is 'often', it has to be a number of polls or \"never\"");
+}
+
+TEST(AFault, ThatIsMistypedHasAHint)
+{
+    const std::pair<const char*, const char*> mistyped[] = {
+        {"serdes.pols", "; did you mean serdes.polls?"},
+        {"servise.state", "; did you mean service.state?"},
+        {"epprom.read.F211", "; did you mean eeprom.read.ITEM, ITEM as in F211?"},
+        {"eeprom.read.f211", "; it is written eeprom.read.ITEM, ITEM as in F211"},
+        {"factory.get.all", "; it is written factory.get.UID, UID a number or *"},
+        {"flash.migrtion.free", "; it is written flash.migration.free, flash.data_sync.free or flash.root.free"},
+        {"service.ls", "; it is written service.COMMAND, as in service.spi_init.sh.mount.migration; or service.state, "
+                       "service.delay"},
+        {"weather", ""}};
+    for (const auto& [key, hint] : mistyped) {
+        const std::string expected = std::string("'") + key + "' is no fault of a set" + hint;
+        EXPECT_EQ(Refusal([&, k = key] { CheckFault(k, "1"); }), expected);
+    }
 }
 
 TEST(AFault, IsKnownByItsKeyAndItsValue)

@@ -24,8 +24,9 @@ TEST_F(VbsetCommand, RefusesACommandLineWithSomethingMissing)
     ExpectRefused({"show"}, "DIR is required");
     ExpectRefused({"run", "--", "true"}, "TV is required");
     ExpectRefused({"run", Tv(), "--", "true"}, "BOX is required");
-    ExpectRefused({"run", Tv(), Box()}, "no program");
-    ExpectRefused({"run", Tv(), Box(), "--"}, "no program");
+    const std::string noProgram = "no program was given: vbset run TV BOX [OPTIONS] -- PROGRAM [ARGS...]";
+    ExpectRefused({"run", Tv(), Box()}, noProgram);
+    ExpectRefused({"run", Tv(), Box(), "--"}, noProgram);
     ExpectRefused({"run", Tv(), Box(), "true"},
                   "'true' is not expected here (see vbset run --help); the program of a run is written after \"--\"");
     ExpectRefused({"run", Tv(), Box(), "--fault", "--", "true"}, "--fault needs a value");
@@ -44,11 +45,29 @@ TEST_F(VbsetCommand, RefusesDirectoriesThatAreNotThere)
     ExpectRefused({"run", Tv(), missing, "--", "true"}, missing);
     ExpectRefused({"run", Box(), Tv(), "--", "true"}, "tv.toml");
     ExpectRefused({"trace", missing}, missing);
-    ExpectRefused({"trace", Box()}, "tv.toml");
+    ExpectRefused({"trace", Box()}, "is no TV: it has no tv.toml; the trace of a set lies with its TV");
     ExpectRefused({"diff", Tv(), missing}, missing);
     ExpectRefused({"diff", Tv(), Box()}, "cannot be compared");
     ExpectRefused({"off", Tv(), missing}, missing);
     ExpectRefused({"new", "tv15", missing + "/tv"}, missing);
+}
+
+TEST_F(VbsetCommand, RefusesToRunOnADamagedSetAndNamesWhatIsMissing)
+{
+    const fs::path aside = Directory() / "aside";
+    for (const fs::path& part : {Tv() / "nonvolatile", Tv() / "nonvolatile/work", Box() / "nonvolatile/factory",
+                                 Box() / "nonvolatile/mac"}) {
+        fs::rename(part, aside);
+        ExpectRefused({"run", Tv(), Box(), "--", "true"}, "the set is damaged: there is no " + part.string());
+        fs::rename(aside, part);
+    }
+    ASSERT_EQ(Shell("exit 0").status, 0);
+    fs::remove(Tv() / "volatile/paths");
+    ExpectRefused({"run", Tv(), Box(), "--", "true"},
+                  "there is no " + (Tv() / "volatile/paths").string() + "; switch it off and on again: vbset off " +
+                      Tv().string() + " " + Box().string());
+    EXPECT_EQ(Vbset({"off", Tv(), Box()}).status, 0);
+    EXPECT_EQ(Shell("exit 0").status, 0);
 }
 
 TEST_F(VbsetCommand, RefusesDescriptionsThatItCannotUse)
@@ -74,7 +93,7 @@ TEST_F(VbsetCommand, RefusesFaultsThatItDoesNotHave)
     };
     refuse("serdes.polls", "KEY=VALUE");
     refuse("=never", "KEY=VALUE");
-    refuse("serdes.poll=never", "serdes.poll");
+    refuse("serdes.poll=never", "did you mean serdes.polls?");
     refuse("serdes.polls=often", "often");
     refuse("service.state=odd", "odd");
     refuse("path./dev/mtdblock3=EODD", "EODD");
@@ -99,6 +118,8 @@ TEST_F(VbsetCommand, RefusesASideThatIsOnWithAnotherOne)
                               Box().string();
     ExpectRefused({"run", otherTv, Box(), "--", "true"}, Box().string() + " " + first);
     ExpectRefused({"run", Tv(), otherBox, "--", "true"}, Tv().string() + " " + first);
+    ExpectRefused({"off", otherTv, Box()}, Box().string() + " " + first);
+    ExpectRefused({"off", Tv(), otherBox}, Tv().string() + " " + first);
     EXPECT_EQ(Vbset({"off", Tv(), Box()}).status, 0);
     EXPECT_EQ(Vbset({"run", otherTv, Box(), "--", "true"}).status, 0);
     EXPECT_EQ(Vbset({"run", Tv(), otherBox, "--", "true"}).status, 0);

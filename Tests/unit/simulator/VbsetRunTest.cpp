@@ -106,6 +106,32 @@ TEST_F(VbsetCommand, FaultsOfARunEndWithIt)
     EXPECT_EQ(Show(Tv())["volatile"]["faults"], json::object());
 }
 
+TEST_F(VbsetCommand, RunNamesTheFaultsThatNothingAskedFor)
+{
+    const auto never = [](const std::string& fault) {
+        return "vbset: the fault " + fault + " was never met: nothing in this run asked for it\n";
+    };
+    // One of each way to ask: a path, a command of the service, what the service answers, a function of the platform.
+    const Strings ask = {ASK_SERVICE, "0:mkdir -p /opt/tv/made:EMPTY:EMPTY"};
+    EXPECT_EQ(Run({"cat", "/dev/mtdblock3"}, {"--fault", "read./dev/mtdblock3=short:1"}).errors, "");
+    EXPECT_EQ(Run({"cat", "/dev/mtdblock3"}, {"--fault", "read./dev/mtdblok3=short:1"}).errors,
+              never("read./dev/mtdblok3=short:1"));
+    EXPECT_EQ(Run(ask, {"--fault", "service.mkdir=1"}).errors, "");
+    EXPECT_EQ(Run(ask, {"--fault", "service.mkdir.-p./opt=1", "--fault", "local.mkdir=1"}).errors,
+              never("local.mkdir=1") + never("service.mkdir.-p./opt=1"));
+    EXPECT_EQ(Run(ask, {"--fault", "service.reply.0=x", "--fault", "service.reply.1=x"}).errors,
+              never("service.reply.1=x"));
+    EXPECT_EQ(Run(ask, {"--fault", "service.mkdir=1", "--fault", "service.reply.0=x"}).errors, "")
+        << "met in this run, and not only in one before";
+    EXPECT_EQ(Run({"true"}, {"--fault", "service.mkdir=1"}).errors, never("service.mkdir=1"));
+}
+
+TEST_F(VbsetCommand, FaultsOfTheDescriptionsAreNotNamed)
+{
+    Edit(Tv() / "tv.toml", "[faults]", "[faults]\n\"service.reply.8\" = \"8:0:7\"");
+    EXPECT_EQ(Run({"true"}).errors, "");
+}
+
 TEST_F(VbsetCommand, AnAbsentServiceIsNotStarted)
 {
     const auto ended = Run({ASK_SERVICE, "8:EMPTY:EMPTY:EMPTY"}, {"--fault", "service.state=absent"});

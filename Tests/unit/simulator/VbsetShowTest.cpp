@@ -31,6 +31,9 @@ TEST_F(VbsetCommand, ShowTellsWhatTheSidesAreAndHold)
     const std::string text = Vbset({"show", Tv(), Box()}).output;
     EXPECT_NE(text.find("  power flag       AA: a migration is in progress or was cut short\n"), std::string::npos)
         << text;
+    EXPECT_NE(text.find("  backup path      not told; the library takes /opt/tv/migration/korvane_vbmg/\n"),
+              std::string::npos)
+        << text;
     EXPECT_NE(text.find("  faults           serdes.polls=never\n"), std::string::npos) << text;
     EXPECT_NE(text.find("  items            44, sha256 "), std::string::npos) << text;
     EXPECT_NE(text.find("  archive          3 bytes, sha256 ba7816bf8f01cfea\n"), std::string::npos) << text;
