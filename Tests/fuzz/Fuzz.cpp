@@ -25,7 +25,8 @@ class TemporarySet {
     TemporarySet()
     {
         const fs::path before = fs::current_path();
-        vbset::Create("tv14", directory_ / "tv");
+        const char* const tv = std::getenv("FUZZ_TV");
+        vbset::Create(tv != nullptr ? tv : "tv14", directory_ / "tv");
         vbset::Create("box14", directory_ / "box");
         set_ = std::make_unique<vbset::Set>(directory_ / "tv", directory_ / "box");
         set_->PowerOn();

@@ -38,8 +38,9 @@ class Bytes {
     std::size_t size_;
 };
 
-/** The set this process is on, made in memory at the first call and removed at the end. Nothing is traced; local commands
- * and the log end at once, and nothing of the log is kept. */
+/** The set this process is on, made in memory at the first call and removed at the end: with the TV that the environment
+ * variable FUZZ_TV names, or tv14. Nothing is traced; local commands and the log end at once, and nothing of the log is
+ * kept. */
 vbset::Set& TheSet();
 
 /** Puts a file where the set has a path. */
