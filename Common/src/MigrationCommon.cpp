@@ -1,5 +1,6 @@
 #include <DBusServiceClient.h>
 #include <Log.h>
+#include <ServerShell.h>
 #include <SystemConfig.h>
 #include <SystemInfo.h>
 #include <VBMigration.h>
@@ -91,18 +92,25 @@ int MigrationCommon::SetVornBoxSystemConfig()
     return result;
 }
 
+int ExecuteOnServer(const char* command)
+{
+    constexpr const char* kOperation = "ExecuteUserShell";
+    LOG_FOR(LOG_UNIT, kOperation, kLogInfo, "Command to be executed is [%s]", command);
+    LOG_FOR(LOG_UNIT, kOperation, kLogInfo, "Command to be executed on server is [%s]", command);
+    DBusClient* const client = DBusClient::Instance();
+    if (client == nullptr) {
+        LOG_FOR(LOG_UNIT, kOperation, kLogError, "could not get the g client instance...");
+        return -1;
+    }
+    return client->SendCmdToServer(command);
+}
+
 int MigrationCommon::ExecuteUserShell(const char* command, bool bServer)
 try {
-    LOG_INFO("Command to be executed is [%s]", command);
     if (bServer) {
-        LOG_INFO("Command to be executed on server is [%s]", command);
-        DBusClient* const client = DBusClient::Instance();
-        if (client == nullptr) {
-            LOG_ERROR("could not get the g client instance...");
-            return -1;
-        }
-        return client->SendCmdToServer(command);
+        return ExecuteOnServer(command);
     }
+    LOG_INFO("Command to be executed is [%s]", command);
     LOG_INFO("Command to be executed in this process & not on server is [%s]", command);
     const pid_t child = vfork();
     if (child == 0) {

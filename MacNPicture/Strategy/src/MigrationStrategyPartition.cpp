@@ -4,6 +4,7 @@
 #include <Log.h>
 #include <Micom.h>
 #include <MigrationStrategy.h>
+#include <ServerShell.h>
 #include <SystemConfig.h>
 
 #include <unistd.h>
@@ -33,6 +34,13 @@ bool RunOnServer(const char* command, int& result)
     return result == 0;
 }
 
+/** Has the service mount a partition, which is formatted when that fails. Without memory for the request nothing has
+ * failed there: the exception ends the operation, and what the partition holds stays. */
+bool MountOnServer(const char* command)
+{
+    return ExecuteOnServer(command) == 0;
+}
+
 // The scripts' callers have always written these with two blanks.
 const char* const kMountDataSync = "/bin/spi_init.sh mount  data_sync";
 const char* const kFormatDataSync = "/bin/spi_init.sh format  data_sync";
@@ -58,9 +66,9 @@ bool MountDataSyncHere(const char* operation)
 /** Has the service mount or format data_sync; a failure is only logged. */
 void MountDataSyncOnServer(const char* operation)
 {
-    int result = 0;
-    if (!RunOnServer(kMountDataSync, result)) {
+    if (!MountOnServer(kMountDataSync)) {
         LOG_FOR(LOG_UNIT, operation, kLogError, "\tmount data_sync Did not succeed ");
+        int result = 0;
         if (RunOnServer(kFormatDataSync, result)) {
             LOG_FOR(LOG_UNIT, operation, kLogInfo, "\tformat data_sync succeed ");
         } else {
@@ -105,9 +113,9 @@ bool MigrationStrategy::MountPartition()
     }
     // Nothing was tried from this process, nor ever is for this partition; field logs are known by the line all the same.
     LOG_ERROR("mount & Format SPI FLASH migration is FAILed from process trying on server!!");
-    int result = 0;
-    if (!RunOnServer("/bin/spi_init.sh mount migration", result)) {
+    if (!MountOnServer("/bin/spi_init.sh mount migration")) {
         LOG_ERROR("\tmount migration Did not succeed ");
+        int result = 0;
         if (RunOnServer("/bin/spi_init.sh format migration mkfs.vfat /dev/mtdblock1", result)) {
             LOG_INFO("\tformat migration succeed ");
         } else {
