@@ -1,192 +1,350 @@
-/** Whatever fails during a flow: each call returns a documented result, nothing of the machine stays in use, and the next
- * backup succeeds and holds the same data. */
-#include <TestSet.h>
-#include <VBMigration.h>
+/** Whatever of the set fails during a flow: each call returns a documented result, nothing of the machine stays in use, and
+ * the next backup succeeds and holds the same data. */
+#include <BoardDevices.h>
+#include <Child.h>
 
-#include <cstdlib>
+#include <atomic>
+#include <cstdio>
 #include <fstream>
+#include <functional>
+#include <iterator>
+#include <thread>
 
-#include "Resources.h"
+#include "FaultedFlow.h"
+#include "Try.h"
 
 namespace {
 
-using Faults = std::map<std::string, std::string>;
+constexpr const char* kServiceFile = "/opt/tv/migration/service/PictureData.dat";
+constexpr const char* kMacBlock = "/dev/mtdblock3";
 
-constexpr const char* kBackupFile = "/opt/tv/migration/korvane_vbmg/SP_VB_Data/PictureMigrationData.dat";
-
-class FaultedFlow : public OnSet {
+class FlowFaults : public FaultedFlow, public ::testing::WithParamInterface<Pairing> {
  protected:
-    FaultedFlow()
-    {
-        Start();
-        std::filesystem::create_directory(Temporary() / "tmp");
-        setenv("TMPDIR", (Temporary() / "tmp").c_str(), 1);
-        StartService();
-        EverythingOnce();  // what is made once, is made: client, threads of GIO, buffers of the C library
-        EXPECT_TRUE(Backup());
-        backup_ = ReadFile(Set().Map(kBackupFile).value());
-        before_ = Resources::Now();
-    }
+    FlowFaults() { StartPairing(GetParam()); }
 
-    static void ExpectDocumented(int result) { EXPECT_TRUE(result == 0 || result == -1) << result; }
+    bool HasExtendedItems() const { return std::string(GetParam().box).find("-62") != std::string::npos; }
 
-    bool Notify(VB_VornBoxMigrationType_k type, VB_VornBoxMigrationProgress_k progress)
+    /** Every flow in which calls on a file are interrupted, until something is done about it. */
+    void TryInterrupted(const std::string& fault, const std::function<void()>& meanwhile = {})
     {
-        VB_VornBoxMigrationStatus_k status{};
-        const int result = migration_api_notify_migration_status(type, progress, &status);
-        ExpectDocumented(result);
-        EXPECT_EQ(status == VB_MIGRATION_STATUS_SUCCESS, result == 0);
-        return result == 0;
-    }
-
-    bool Backup()
-    {
-        const bool started = Notify(VB_MIGRATION_TYPE_BACKUP, VB_MIGRATION_PROGRESS_START);
-        ExpectDocumented(migration_api_dump_non_volatile_data());
-        return Notify(VB_MIGRATION_TYPE_BACKUP, VB_MIGRATION_PROGRESS_END) && started;
-    }
-
-    /** Every flow with these faults. */
-    void TryWith(const Faults& faults)
-    {
-        for (const auto& [key, value] : faults) Fault(key, value);
+        Forget();
+        Fault(fault, "EINTR");
+        std::atomic<bool> flowIsOver{false};
+        std::thread other([&] {
+            const auto trace = Set().TvDirectory() / "trace.jsonl";
+            const auto offset = static_cast<std::streamoff>(traceSize_);
+            while (!flowIsOver && !Holds(trace, offset, "\"result\":\"EINTR\"")) std::this_thread::yield();
+            if (meanwhile) meanwhile();
+            NoFault(fault);
+        });
         EverythingOnce();
-        for (const auto& [key, value] : faults) NoFault(key);
-        EXPECT_EQ(Resources::Now(), before_) << Named(faults);
+        flowIsOver = true;
+        other.join();
+        ExpectNothingHeld(fault);
     }
 
-    /** The same, then a backup without them. */
-    void RecoverFrom(const Faults& faults)
+    void Forget()
     {
-        TryWith(faults);
-        ExpectAGoodBackup(faults);
-    }
-
-    void ExpectAGoodBackup(const Faults& faults)
-    {
-        std::filesystem::remove(Set().Map(kBackupFile).value());
-        EXPECT_TRUE(Backup()) << Named(faults);
-        EXPECT_EQ(ReadFile(Set().Map(kBackupFile).value()), backup_) << Named(faults);
+        OnSet::Forget();
+        traceSize_ = std::filesystem::file_size(Set().TvDirectory() / "trace.jsonl");
     }
 
  private:
-    static std::string Named(const Faults& faults)
+    static bool Holds(const std::filesystem::path& file, std::streamoff offset, const std::string& text)
     {
-        std::string text;
-        for (const auto& [key, value] : faults) text += key + "=" + value + " ";
-        return text;
+        std::ifstream in(file);
+        in.seekg(offset);
+        return std::string(std::istreambuf_iterator<char>(in), {}).find(text) != std::string::npos;
     }
 
-    void EverythingOnce()
-    {
-        Backup();
-        Notify(VB_MIGRATION_TYPE_RESTORE, VB_MIGRATION_PROGRESS_START);
-        ExpectDocumented(migration_api_restore_non_volatile_data());
-        Notify(VB_MIGRATION_TYPE_RESTORE, VB_MIGRATION_PROGRESS_END);
-        ExpectDocumented(migration_api_do_vornBox_picture_data_sync(VB_INFO_VB_FAC_TO_TV_SPI));
-        ExpectDocumented(migration_api_do_vornBox_picture_data_sync(VB_INFO_TV_SPI_TO_VB_FAC));
-        for (const int item : {1713, 1714, 1715}) ExpectDocumented(migration_api_set_factory_item(item, 1));
-        char text[10];
-        ExpectDocumented(migration_api_convert_factory_value_to_str(1716, 0, text));
-        ExpectDocumented(migration_api_get_vornBox_migration_test_data(20));
-        EXPECT_EQ(migration_api_mountpartition(), -2);
-        EXPECT_EQ(migration_api_do_vornBox_store_data_sync(), -2);
-    }
-
-    std::string backup_;
-    Resources before_;
+    std::uintmax_t traceSize_ = 0;
 };
 
-std::string Number(int number)
+/** All of a list, or the first few that stand for them. */
+std::vector<std::string> AllOrFirst(std::size_t few, std::vector<std::string> all)
 {
-    return std::to_string(number);
+    if (!TriesAll()) all.resize(few);
+    return all;
 }
+
+INSTANTIATE_TEST_SUITE_P(On, FlowFaults, ::testing::ValuesIn(Pairings()), PairingName);
+
+/** Every command that the library has run, in the form of faults. */
+constexpr const char* kCommands[] = {
+    "MigrationScript.sh.InsmodMig",
+    "MigrationScript.sh.UnMoungNRmmod",
+    "MigrationScript.sh.UnmountMig",
+    "MigrationScript.sh.cleanbkup",
+    "MigrationScript.sh.tarncpy",
+    "MigrationScript.sh.cpynuntar",
+    "MigrationScript.sh.Bkup13",
+    "MigrationScript.sh.Restor13",
+    "spi_init.sh.mount",
+    "spi_init.sh.format",
+    "spi_init.sh.umount",
+    "mkdir",
+    "rm",
+};
 
 }  // namespace
 
-TEST_F(FaultedFlow, SurvivesEveryExitStatusOfItsScript)
+TEST_P(FlowFaults, SurvivesEveryExitStatusOfItsScript)
 {
+    MakeAllThatStays();
     for (int status = 1; status <= 255; ++status) {
-        Fault("service.MigrationScript.sh", Number(status));
-        EXPECT_FALSE(Notify(VB_MIGRATION_TYPE_BACKUP, VB_MIGRATION_PROGRESS_START)) << status;
-        EXPECT_FALSE(Notify(VB_MIGRATION_TYPE_BACKUP, VB_MIGRATION_PROGRESS_END)) << status;
+        const Try failing("exit statuses of scripts, all commands at once");
+        Fault("service.MigrationScript.sh", std::to_string(status));
+        NotifyBackup(VB_MIGRATION_PROGRESS_START);
+        EXPECT_FALSE(NotifyBackup(VB_MIGRATION_PROGRESS_END)) << status;
     }
     NoFault("service.MigrationScript.sh");
-    ExpectAGoodBackup({});
+    ExpectAGoodBackup();
 }
 
-TEST_F(FaultedFlow, SurvivesScriptsThatAreKilled)
+TEST_P(FlowFaults, SurvivesEachCommandThatFails)
 {
-    for (const char* script : {"MigrationScript.sh", "spi_init.sh"}) {
-        TryWith({{std::string("service.") + script, "kill"}, {std::string("local.") + script, "kill"}});
+    const int step = TriesAll() ? 8 : 254;
+    for (const std::string command : kCommands) {
+        ASSERT_TRUE(HoldsInChild([&] {
+            MakeAllThatStays();
+            for (int status = 1; status <= 255; status += step) {
+                const Try failing("exit statuses of one command");
+                const std::string text = std::to_string(status);
+                TryWith({{"service." + command, text}, {"local." + command, text}});
+            }
+        })) << command;
+        ASSERT_TRUE(HoldsInChild([&] {
+            StartService();
+            ExpectAGoodBackup(command);
+        })) << command;
     }
 }
 
-TEST_F(FaultedFlow, SurvivesALinkThatLocksLateOrNever)
+TEST_P(FlowFaults, SurvivesCommandsThatAreKilled)
 {
-    for (const char* polls : {"1", "2", "75", "148", "149", "150", "151", "never"}) {
-        RecoverFrom({{"serdes.polls", polls}});
+    for (const std::string command : kCommands) {
+        const Try failing("commands killed by a signal");
+        ASSERT_TRUE(HoldsInChild([&] {
+            MakeAllThatStays();
+            TryWith({{"service." + command, "kill"}, {"local." + command, "kill"}});
+        })) << command;
+        // A mount that only seemed to succeed is remembered: the process is started again.
+        ASSERT_TRUE(HoldsInChild([&] {
+            StartService();
+            ExpectAGoodBackup(command);
+        })) << command;
     }
 }
 
-TEST_F(FaultedFlow, SurvivesAnythingInThePowerFlag)
+TEST_P(FlowFaults, SurvivesALinkThatLocksLateOrNever)
 {
-    for (int flag = 0; flag <= 0xFF; flag += 17) {
+    MakeAllThatStays();
+    std::vector<std::string> polls = {"1", "2", "75", "148", "149", "150", "151", "never"};
+    for (int poll = 9; TriesAll() && poll < 148; poll += 9) polls.push_back(std::to_string(poll));
+    for (const std::string& poll : polls) {
+        const Try failing("polls before the link locks");
+        RecoverFrom({{"serdes.polls", poll}});
+    }
+}
+
+TEST_P(FlowFaults, SurvivesAnythingInThePowerFlag)
+{
+    MakeAllThatStays();
+    for (int flag = 0; flag <= 0xFF; flag += TriesAll() ? 1 : 17) {
+        const Try failing("values of the power flag");
         char hex[3];
         std::snprintf(hex, sizeof hex, "%02X", static_cast<unsigned int>(flag));
         TryWith({{"eeprom.value.F211", hex}});
     }
-    for (const int result : {-1, 0, 1, 2}) {
-        TryWith({{"eeprom.read.F211", Number(result)}, {"eeprom.read.1E04", Number(result)}});
-        TryWith({{"eeprom.write.F211", Number(result)}});
-    }
-}
-
-TEST_F(FaultedFlow, SurvivesEachItemThatFails)
-{
-    const Faults kinds = {{"get", "0"}, {"set", "0"}, {"size", "0"}, {"value", "fail"}};
-    auto kind = kinds.begin();
-    for (const std::uint32_t uid : vbset::ItemIds(44)) {
-        TryWith({{"factory." + kind->first + "." + std::to_string(uid), kind->second}});
-        if (++kind == kinds.end()) kind = kinds.begin();
-    }
-    ExpectAGoodBackup({});
-}
-
-TEST_F(FaultedFlow, SurvivesFilesThatFail)
-{
-    for (const std::string file : {kBackupFile, "/dev/mtdblock3", "/dev/system"}) {
-        for (const char* error : {"EACCES", "EISDIR"}) TryWith({{"path." + file, error}});
-        for (const char* error : {"EIO", "short:1"}) {
-            TryWith({{"read." + file, error}, {"write." + file, error}, {"fsync." + file, "EIO"}});
+    for (const char* call : {"read.F211", "read.1E04", "write.F211"}) {
+        for (const auto& result : AllOrFirst(4, {"-1", "0", "1", "2", "-2147483647", "5", "6", "255"})) {
+            const Try failing("results of EEPROM calls");
+            TryWith({{std::string("eeprom.") + call, result}});
         }
-        TryWith({{"write." + file, "full:100"}});
     }
-    ExpectAGoodBackup({});
 }
 
-TEST_F(FaultedFlow, SurvivesFullPartitions)
+TEST_P(FlowFaults, SurvivesEachItemThatFails)
 {
-    for (const char* room : {"0", "100", "615"}) {
+    MakeAllThatStays();
+    const Faults kinds = {{"get", "0"}, {"set", "0"}, {"size", "0"}, {"value", "fail"}};
+    auto turn = kinds.begin();
+    for (const std::uint32_t uid : vbset::ItemIds(HasExtendedItems() ? 62 : 44)) {
+        for (auto kind = kinds.begin(); kind != kinds.end(); ++kind) {
+            if (!TriesAll() && kind != turn) continue;
+            const Try failing("items whose size, data, value or store fails");
+            TryWith({{"factory." + kind->first + "." + std::to_string(uid), kind->second}});
+        }
+        if (++turn == kinds.end()) turn = kinds.begin();
+    }
+    ExpectAGoodBackup();
+}
+
+TEST_P(FlowFaults, SurvivesFilesThatFail)
+{
+    MakeAllThatStays();
+    for (const std::string file : {kBackupFile, kServiceFile, kMacBlock, "/dev/system"}) {
+        for (const auto& error : AllOrFirst(2, {"EACCES", "EISDIR", "ENOENT", "EIO", "EMFILE", "ENOSPC", "EROFS"})) {
+            const Try failing("files that cannot be opened");
+            TryWith({{"path." + file, error}});
+        }
+        for (const auto& error : AllOrFirst(2, {"short:1", "EIO", "EAGAIN", "ENOSPC", "short:7"})) {
+            const Try failing("reads, writes and syncs that fail or are short");
+            TryWith({{"read." + file, error}});
+            TryWith({{"write." + file, error}, {"fsync." + file, "EIO"}});
+        }
+        for (const auto& room : AllOrFirst(1, {"100", "0", "1", "615"})) {
+            const Try failing("files whose device is full");
+            TryWith({{"write." + file, "full:" + room}});
+        }
+    }
+    ExpectAGoodBackup();
+}
+
+TEST_P(FlowFaults, SurvivesFilesThatAreInterrupted)
+{
+    MakeAllThatStays();
+    for (const std::string file : {kBackupFile, kServiceFile, kMacBlock}) {
+        for (const std::string call : {"read.", "write."}) {
+            const Try failing("reads and writes that are interrupted");
+            TryInterrupted(call + file);
+        }
+    }
+    ExpectAGoodBackup();
+}
+
+TEST_P(FlowFaults, SurvivesFilesThatShrinkAfterTheyWereLookedAt)
+{
+    MakeAllThatStays();
+    for (const std::string file : {kBackupFile, kServiceFile}) {
+        for (const std::uintmax_t left : {0, 1, 13, 100, 300}) {
+            const Try failing("files that shrink before they are read");
+            TryInterrupted("read." + file, [&] {
+                std::error_code notThere;  // a flow may have ended before it was read
+                std::filesystem::resize_file(Set().Map(file.c_str()).value(), left, notThere);
+            });
+        }
+    }
+    ExpectAGoodBackup();
+}
+
+TEST_P(FlowFaults, SurvivesDirectoriesInThePlaceOfFiles)
+{
+    MakeAllThatStays();
+    for (const char* file : {kBackupFile, kServiceFile}) {
+        const Try failing("files that have become directories");
+        const std::filesystem::path path = Set().Map(file).value();
+        std::filesystem::remove_all(path);
+        std::filesystem::create_directories(path / "in it");
+        EverythingOnce();
+        ExpectNothingHeld(file);
+        std::filesystem::remove_all(Set().Map(file).value());
+        ExpectAGoodBackup(file);
+    }
+}
+
+TEST_P(FlowFaults, SurvivesFullPartitions)
+{
+    MakeAllThatStays();
+    for (const char* room : {"0", "1", "100", "615", "616", "4095"}) {
         for (const char* partition : {"migration", "data_sync", "root"}) {
+            const Try failing("partitions that are full");
             RecoverFrom({{std::string("flash.") + partition + ".free", room}});
         }
     }
 }
 
-TEST_F(FaultedFlow, SurvivesAServiceThatAnswersAnything)
+TEST_P(FlowFaults, SurvivesEachDeviceRequestThatFails)
 {
-    const std::string replies[] = {"", ":", "::::::::", "0", "0:", "0:1", "x:y:z:", "-1:-1:-1:", "0:99999999999999999999:1:",
-                                   "2:-2147483648:0:", "1:0:", "1:12:zzzzzzzzzzzz:", "1:-5:02:",
-                                   "0:" + std::string(10000, '9') + ":"};
-    for (const std::string& reply : replies) {
-        Faults faults;
-        for (const int code : {0, 1, 2, 3, 6, 7, 8, 9}) faults["service.reply." + Number(code)] = reply;
-        TryWith(faults);
+    MakeAllThatStays();
+    for (const unsigned long request :
+         {BOARD_READ_GPIO_107, BOARD_READ_GPIO_153, BOARD_READ_GPIO_165, BOARD_READ_GPIO_172, BOARD_READ_GPIO_173,
+          BOARD_READ_GPIO_174, BOARD_READ_GPIO_175, BOARD_SET_GPIO_172, BOARD_SET_GPIO_173, BOARD_SET_GPIO_174,
+          BOARD_SET_GPIO_175, BOARD_SET_BUFFER_IC, FE_SEND_DBG_CMD}) {
+        char key[16];
+        std::snprintf(key, sizeof key, "ioctl.%08lX", request);
+        for (const auto& error : AllOrFirst(1, {"EIO", "EINTR", "ENODEV", "EINVAL"})) {
+            const Try failing("device requests that fail");
+            TryWith({{key, error}});
+        }
+    }
+    ExpectAGoodBackup();
+}
+
+TEST_P(FlowFaults, SurvivesAnyMacAddress)
+{
+    MakeAllThatStays();
+    for (const char* bytes : {"FFFFFFFFFFFF", "000000000000", "01", "0102030405060708"}) {
+        const Try failing("MAC addresses that are odd or cannot be had");
+        TryWith({{"eeprom.value.1E04", bytes}});
+    }
+    for (const char* result : {"-1", "-2147483648"}) {
+        const Try failing("MAC addresses that are odd or cannot be had");
+        TryWith({{"micom.mac", result}});
+    }
+    for (const char* result : {"-1", "1", "255"}) {
+        const Try failing("MAC addresses that are odd or cannot be had");
+        TryWith({{"eeprom.migrated_mac", result}});
+    }
+    ExpectAGoodBackup();
+}
+
+TEST_P(FlowFaults, SurvivesSystemInformationThatIsWrong)
+{
+    ASSERT_TRUE(HoldsInChild([&] { MakeAllThatStays(); }));
+    const auto values = AllOrFirst(2, {"fail", "-1", "0", "3", "13", "14", "15", "17", "2147483647"});
+    for (const char* key : {"241", "247", "248", "251", "252", "253", "254", "705"}) {
+        for (const std::string& value : values) {
+            const bool isPath = key == std::string("247") || key == std::string("248");
+            if (isPath && value != "fail") continue;  // a path, which is a directory of the set
+            const Try failing("values of the system information");
+            Switch({{std::string("system_info.") + key, value}}, true);
+            EXPECT_TRUE(HoldsInChild([&] {
+                StartService();
+                EverythingOnce();
+            })) << key << ' ' << value;
+            Switch({{std::string("system_info.") + key, value}}, false);
+            EXPECT_TRUE(HoldsInChild([&] {
+                StartService();
+                ExpectAGoodBackup(key);
+            })) << key << ' ' << value;
+        }
     }
 }
 
-TEST_F(FaultedFlow, SurvivesAServiceThatRefuses)
+namespace {
+
+class LegacyFaults : public FaultedFlow {
+ protected:
+    LegacyFaults()
+    {
+        StartPairing({"tv14", "box14-legacy"});
+        EXPECT_TRUE(HoldsInChild([&] { ExpectARestore(true); }));
+    }
+
+    /** A restore, which is of the legacy backup as long as no other was made. */
+    void ExpectARestore(bool succeeds)
+    {
+        StartService();
+        EXPECT_TRUE(NotifyRestore(VB_MIGRATION_PROGRESS_START));
+        EXPECT_EQ(migration_api_restore_non_volatile_data(), succeeds ? 0 : -1);
+        NotifyRestore(VB_MIGRATION_PROGRESS_END);
+    }
+};
+
+}  // namespace
+
+TEST_F(LegacyFaults, AFileThatCannotBeDecipheredIsNotRestoredAndStays)
 {
-    RecoverFrom({{"service.state", "error"}});
+    const std::pair<const char*, const char*> kinds[] = {{"encrypt.size", "0"},  {"encrypt.import", "-1"},
+                                                         {"encrypt.import", "1"}, {"encrypt.length", "0"},
+                                                         {"encrypt.length", "1"}, {"encrypt.length", "13"}};
+    for (const auto& [key, value] : kinds) {
+        const Try failing("legacy backups that cannot be deciphered");
+        const Faults fault = {{key, value}};
+        Switch(fault, true);
+        EXPECT_TRUE(HoldsInChild([&] { ExpectARestore(false); })) << key << ' ' << value;
+        Switch(fault, false);
+        EXPECT_TRUE(HoldsInChild([&] { ExpectARestore(true); })) << key << ' ' << value;
+    }
 }

@@ -303,6 +303,14 @@ std::string Cells(const Row& row)
            " | " + Joined(row.seen.end) + " |\n";
 }
 
+/** From the first place to the last: "26", "11 to 20.3", or "124.3 to its end" for what is left of one interaction. */
+std::string Places(const Row& row)
+{
+    if (row.first == row.last) return row.first;
+    const bool isOfOne = row.first.substr(0, row.first.find('.')) == row.last;
+    return row.first + " to " + (isOfOne ? "its end" : row.last);
+}
+
 /** Scenarios that the same is guaranteed for. */
 struct Group {
     std::vector<std::string> ids;
@@ -320,9 +328,7 @@ void Print(const Group& group)
                 group.hasFlag ? " Flag |" : "");
     std::printf("|---|---|%s---|---|---|---|\n", group.hasFlag ? "---|" : "");
     for (const Row& row : group.rows) {
-        std::printf("| %s%s%s", row.first.c_str(), row.first == row.last ? "" : " to ",
-                    row.first == row.last ? "" : row.last.c_str());
-        std::printf("%s", Cells(row).c_str());
+        std::printf("| %s%s", Places(row).c_str(), Cells(row).c_str());
     }
 }
 

@@ -31,4 +31,15 @@ class Suspended {
  * @return whether the chosen one has failed */
 bool Stop();
 
+/** How many allocations of any kind this thread has asked for since FailAny() or FailAnyFrom(), the chosen one being
+ * the last that is counted; until Stop(). */
+long Asked();
+
+/** For what stands in for another allocator: asks for an allocation that is not made here. @return whether it fails */
+bool Fails();
+
+/** How many blocks all threads have allocated and not freed. What another allocator gives is counted by adding it. */
+long Live();
+void AddLive(long blocks);
+
 }  // namespace allocation_failure

@@ -1,5 +1,5 @@
 /** @file
- * What a process holds of the machine, to be the same after something went wrong as it was before.
+ * What a process holds of the machine: no more after something went wrong than before.
  */
 #pragma once
 
@@ -11,8 +11,8 @@ struct Resources {
     /** What this process holds now. */
     static Resources Now();
 
-    /** Whether this is no more than what was held before. */
-    bool operator==(const Resources& before) const;
+    /** Whether all of this was held before. */
+    bool AreNoMoreThan(const Resources& before) const;
 
     std::map<int, std::string> descriptors;  ///< number and what it is
     int children = 0;                        ///< processes, ended or not

@@ -1,6 +1,7 @@
 // Puts itself between the library and the platform's functions, for test programs that let allocations fail: what the
 // platform itself allocates does not fail, and is not counted. The simulated set's paths (std::filesystem's) do not live
-// through a failure, and its log and its traces would make ten thousand places of hundreds.
+// through a failure, and its log and its traces would make ten thousand places of hundreds. What the platform hands to
+// its caller, texts and the buffer of a legacy backup, counts as one allocation each and fails like the caller's own.
 
 #include "AllocationFailure.h"
 
@@ -43,7 +44,7 @@ int __dlog_print(int log_id, int priority, const char* tag, const char* format, 
 
 const char* tzplatform_mkpath(int variable, const char* path)
 {
-    return OnThePlatform<const char*>("tzplatform_mkpath", variable, path);
+    return allocation_failure::Fails() ? nullptr : OnThePlatform<const char*>("tzplatform_mkpath", variable, path);
 }
 
 int system_info_get_value_int(int key, int* value)
@@ -53,7 +54,7 @@ int system_info_get_value_int(int key, int* value)
 
 int system_info_get_value_string(int key, char** value)
 {
-    return OnThePlatform<int>("system_info_get_value_string", key, value);
+    return allocation_failure::Fails() ? -1 : OnThePlatform<int>("system_info_get_value_string", key, value);
 }
 
 int eeprom_read(unsigned int item, int size, unsigned char* buffer)
@@ -113,5 +114,15 @@ long vb_get_file_size(const char* path)
 
 int vb_import_buf(unsigned char** buffer, int* length, const char* path, int option)
 {
-    return OnThePlatform<int>("vb_import_buf", buffer, length, path, option);
+    constexpr int kNoMemory = -2;
+    const int result =
+        allocation_failure::Fails() ? kNoMemory : OnThePlatform<int>("vb_import_buf", buffer, length, path, option);
+    allocation_failure::AddLive(result == 0 && *buffer != nullptr ? 1 : 0);
+    return result;
+}
+
+void vb_free_buffer(unsigned char* buffer)
+{
+    allocation_failure::AddLive(buffer != nullptr ? -1 : 0);
+    OnThePlatform<void>("vb_free_buffer", buffer);
 }

@@ -1,0 +1,139 @@
+#include "FaultedFlow.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "Try.h"
+
+namespace {
+
+void ExpectDocumented(int result)
+{
+    EXPECT_TRUE(result == 0 || result == -1) << result;
+}
+
+std::string Named(const std::map<std::string, std::string>& faults)
+{
+    std::string text;
+    for (const auto& [key, value] : faults) text += key + "=" + value.substr(0, 100) + " ";
+    return text;
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const Pairing& pairing)
+{
+    return out << pairing.tv << " with " << pairing.box;
+}
+
+std::string PairingName(const ::testing::TestParamInfo<Pairing>& info)
+{
+    std::string name = info.param.tv;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+std::vector<Pairing> Pairings()
+{
+    if (!TriesAll()) return {{"tv15", "box15"}};
+    return {{"tv17-62", "box17-62"}, {"tv15", "box15"}, {"tv15-newboard", "box15"}, {"tv14", "box14"}, {"tv13", "box13"}};
+}
+
+void FaultedFlow::StartPairing(const Pairing& pairing)
+{
+    Start(pairing.tv, pairing.box);
+    if (std::string(pairing.tv) == "tv13") {
+        backup_ = 0;
+        // Replies to archive transfers that the library accepts.
+        always_ = {{"service.reply.6", "0:0:0"}, {"service.reply.7", "0:0:0"}};
+    }
+    Switch({}, true);
+    std::filesystem::create_directory(Temporary() / "tmp");
+    setenv("TMPDIR", (Temporary() / "tmp").c_str(), 1);
+}
+
+void FaultedFlow::MakeAllThatStays()
+{
+    StartService();
+    EverythingOnce();  // what is made once, is made: client, threads of GIO, buffers of the C library
+    Backup();          // a new board's first one after a restore may be refused
+    EXPECT_TRUE(Backup());
+    std::filesystem::copy_file(BackupFile(), Temporary() / "backup", std::filesystem::copy_options::overwrite_existing);
+    before_ = Resources::Now();
+}
+
+void FaultedFlow::Switch(const Faults& faults, bool on)
+{
+    for (const auto& [key, value] : faults) {
+        if (on) {
+            Fault(key, value);
+        } else {
+            NoFault(key);
+        }
+    }
+    for (const auto& [key, value] : always_) {
+        if (!on || faults.count(key) == 0) Fault(key, value);
+    }
+}
+
+bool FaultedFlow::Notify(int type, VB_VornBoxMigrationProgress_k progress)
+{
+    VB_VornBoxMigrationStatus_k status = VB_MIGRATION_STATUS_UNKNOWN_ERROR;  // left alone without a strategy
+    const int result = migration_api_notify_migration_status(static_cast<VB_VornBoxMigrationType_k>(type), progress, &status);
+    ExpectDocumented(result);
+    EXPECT_EQ(status == VB_MIGRATION_STATUS_SUCCESS, result == 0);
+    return result == 0;
+}
+
+bool FaultedFlow::Backup()
+{
+    const bool started = NotifyBackup(VB_MIGRATION_PROGRESS_START);
+    ExpectDocumented(migration_api_dump_non_volatile_data());
+    return NotifyBackup(VB_MIGRATION_PROGRESS_END) && started;
+}
+
+void FaultedFlow::EverythingOnce()
+{
+    Backup();
+    NotifyRestore(VB_MIGRATION_PROGRESS_START);
+    ExpectDocumented(migration_api_restore_non_volatile_data());
+    NotifyRestore(VB_MIGRATION_PROGRESS_END);
+    ExpectDocumented(migration_api_do_vornBox_picture_data_sync(VB_INFO_VB_FAC_TO_TV_SPI));
+    ExpectDocumented(migration_api_do_vornBox_picture_data_sync(VB_INFO_TV_SPI_TO_VB_FAC));
+    for (const int item : {1713, 1714, 1715}) ExpectDocumented(migration_api_set_factory_item(item, 1));
+    char text[10];
+    ExpectDocumented(migration_api_convert_factory_value_to_str(1716, 0, text));
+    ExpectDocumented(migration_api_get_vornBox_migration_test_data(20));
+    int partition = 0;
+    ExpectDocumented(migration_api_SetBootPartition(1));
+    ExpectDocumented(migration_api_GetBootPartition(&partition));
+    EXPECT_EQ(migration_api_mountpartition(), -2);
+    EXPECT_EQ(migration_api_do_vornBox_store_data_sync(), -2);
+}
+
+void FaultedFlow::TryWith(const Faults& faults)
+{
+    Switch(faults, true);
+    EverythingOnce();
+    Switch(faults, false);
+    ExpectNothingHeld(Named(faults));
+}
+
+void FaultedFlow::RecoverFrom(const Faults& faults)
+{
+    TryWith(faults);
+    ExpectAGoodBackup(Named(faults));
+}
+
+void FaultedFlow::ExpectAGoodBackup(const std::string& after)
+{
+    std::filesystem::remove_all(BackupFile());
+    EXPECT_TRUE(Backup()) << after;
+    EXPECT_EQ(ReadFile(BackupFile()), ReadFile(Temporary() / "backup")) << after;
+}
+
+void FaultedFlow::ExpectNothingHeld(const std::string& after)
+{
+    const Resources now = Resources::Now();
+    EXPECT_TRUE(now.AreNoMoreThan(before_)) << after << "\nnow " << now << "\nbefore " << before_;
+}

@@ -1,0 +1,23 @@
+/** @file
+ * What fault tests try, counted: for programs that have Try.cpp among their sources.
+ */
+#pragma once
+
+/** Whether a test tries everything, or a part that stands for it: environment variable FAULTS, "all" or anything else. */
+bool TriesAll();
+
+/** One fault, for as long as it lives. It is survived when no expectation fails meanwhile.
+ *
+ * With all of them tried, the program prints at its end how many of each kind there were and how many were survived. */
+class Try {
+ public:
+    /** @param kind what is tried, for people; lives as long as the program */
+    explicit Try(const char* kind);
+    ~Try();
+    Try(const Try&) = delete;
+    Try& operator=(const Try&) = delete;
+
+ private:
+    const char* kind_;
+    int failuresBefore_;
+};
