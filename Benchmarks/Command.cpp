@@ -48,6 +48,7 @@ void CompareCommands(std::size_t megabytes, const std::string& size, const std::
     Compare("local command, " + size + " resident", kLimit)
         .Library([] { MigrationCommon::ExecuteUserShell(kCommand, false); })
         .Floor([] { Spawn(kCommand); })
+        .OrInsideSpread()
         .Instead("system", [] {
             if (std::system(kCommand) != 0) std::abort();
         })

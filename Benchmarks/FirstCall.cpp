@@ -9,16 +9,21 @@ namespace bench {
 namespace {
 
 constexpr double kLimit = 1.10;
+constexpr const char* kProxy = "GLib: bus, proxy";
+constexpr const char* kCall = "GLib: bus, proxy, call";
+constexpr const char* kLibraryLoaded = "the library loaded";
+constexpr const char* kEmptyLoaded = "an empty library loaded";
 
 /** Runs a fresh process to its end. */
-Operation Fresh(const char* program, const std::string& what)
+Operation Fresh(const std::string& program, const std::vector<std::string>& words = {})
 {
+    vbset::Launch launch;
+    launch.program = program;
+    launch.arguments = {program};
+    launch.arguments.insert(launch.arguments.end(), words.begin(), words.end());
+    launch.environment = vbset::Environment({});
     return [=] {
-        vbset::Launch launch;
-        launch.program = program;
-        launch.arguments = {program, what};
-        launch.environment = vbset::Environment({});
-        if (vbset::WaitFor(vbset::Start(launch)) != 0) throw vbset::Error(std::string(program) + " failed");
+        if (vbset::WaitFor(vbset::Start(launch)) != 0) throw vbset::Error(program + " failed");
     };
 }
 
@@ -26,14 +31,24 @@ void CompareFirstCalls(const std::filesystem::path& parent, const std::function<
 {
     BenchSet set(parent, "tv15", "box15");
     set.StartAnsweringService();
-    Compare("first call of a process that reaches the service", kLimit, "floor",
-            "the rest is the proxy, which asks the bus for the name's owner, and the call itself")
-        .Library(Fresh(FRESH_CALLER, "call"))
-        .Floor(Fresh(FRESH_FLOOR, "bus"))
-        .Instead("GLib: bus, proxy, call", Fresh(FRESH_FLOOR, "call"));
-    Compare("loading the library", kLimit)
-        .Library(Fresh(FRESH_CALLER, "nothing"))
-        .Floor(Fresh(FRESH_FLOOR, "nothing"));
+    Compare("first call of a process that reaches the service", kLimit)
+        .Library(Fresh(FRESH_CALLER))
+        .Floor(Fresh(FRESH_FLOOR, {"bus"}))
+        .Instead(kProxy, Fresh(FRESH_FLOOR, {"proxy"}))
+        .Instead(kCall, Fresh(FRESH_FLOOR, {"call"}))
+        .Instead(kLibraryLoaded, Fresh(LOAD_LIBRARY))
+        .Instead(kEmptyLoaded, Fresh(LOAD_EMPTY))
+        .RestHas("GLib's proxy, which asks the bus for the service's name and properties", kProxy, "floor")
+        .RestHas("GLib's call", kCall, kProxy)
+        .RestHas("loading the library", kLibraryLoaded, kEmptyLoaded);
+    measure();
+}
+
+/** Of both, the platform's library is loaded too. */
+void CompareLoading(const std::string& machine, const std::string& library, const std::string& empty,
+                    const std::function<void()>& measure)
+{
+    Compare("loading the library, " + machine, kLimit).Library(Fresh(library)).Floor(Fresh(empty));
     measure();
 }
 
@@ -41,7 +56,16 @@ void CompareFirstCalls(const std::filesystem::path& parent, const std::function<
 
 std::vector<Group> FirstCallGroups(const Places& places)
 {
-    return {{"first-call", [=](const auto& measure) { CompareFirstCalls(places.memory, measure); }}};
+    std::vector<Group> groups{
+        {"first-call", [=](const auto& measure) { CompareFirstCalls(places.memory, measure); }},
+        {"loading", [](const auto& measure) { CompareLoading("this machine", LOAD_LIBRARY, LOAD_EMPTY, measure); }}};
+    if (!places.armhf.empty()) {
+        groups.push_back({"loading-armhf", [=](const auto& measure) {
+                              CompareLoading("32-bit ARM, emulated", places.armhf / "load-library",
+                                             places.armhf / "load-empty", measure);
+                          }});
+    }
+    return groups;
 }
 
 }  // namespace bench

@@ -14,6 +14,7 @@ namespace bench {
 struct Places {
     std::filesystem::path memory;  ///< a tmpfs
     std::filesystem::path disk;
+    std::filesystem::path armhf;  ///< not of sets: where the programs of a 32-bit build lie, empty without one
 };
 
 /** Registers comparisons, measures them with @ref measure, then takes down what they needed. */
@@ -30,7 +31,7 @@ std::vector<Group> ServiceGroups(const Places& places);
 std::vector<Group> CommandGroups();
 /** Whole backups and restores. */
 std::vector<Group> FlowGroups(const Places& places);
-/** The first call of a process, and loading the library. */
+/** The first call of a process, and loading the library, on 32-bit ARM too. */
 std::vector<Group> FirstCallGroups(const Places& places);
 
 }  // namespace bench

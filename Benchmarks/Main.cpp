@@ -1,21 +1,15 @@
 // vbmigration-bench: measures the library beside its floors. See --help.
 
-#include <Process.h>
 #include <Set.h>
 
 #include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <fstream>
-#include <functional>
 #include <iostream>
 #include <iterator>
 
 #include "Groups.h"
+#include "OwnProcess.h"
 #include "Report.h"
 
 namespace bench {
@@ -28,8 +22,9 @@ struct Options {
     bool quick = false;
     std::vector<std::string> only;
     std::string count;  ///< the group whose operations are carried out under callgrind
+    std::pair<long, int> sample;  ///< how many service calls, and where the samples go
     std::vector<std::string> libraries;  ///< NAME=FILE
-    Places places{"/dev/shm", fs::current_path()};
+    Places places{"/dev/shm", fs::current_path(), {}};
 };
 
 bool IsWanted(const Options& options, const std::string& name)
@@ -48,29 +43,27 @@ std::vector<Group> AllGroups(const Places& places)
     return all;
 }
 
-/** Does something in a process of its own, because the library has one client and one set a process.
- * @return what it gives */
-std::string InOwnProcess(const std::string& name, const std::function<std::string()>& work)
+/** Everything that can be measured on its own. */
+std::vector<std::string> Names(const Places& places)
 {
-    std::cerr << name << "..." << std::endl;
-    vbset::Pipe pipe = vbset::MakePipe();
-    const pid_t child = fork();
-    if (child == 0) {
-        try {
-            const std::string text = work();
-            FILE* const out = fdopen(pipe.write.Get(), "w");
-            std::fputs(text.c_str(), out);
-            std::fflush(out);
-            _exit(0);
-        } catch (const std::exception& error) {
-            std::cerr << "vbmigration-bench: " << name << ": " << error.what() << std::endl;
-            _exit(1);
-        }
+    std::vector<std::string> names;
+    for (const Group& group : AllGroups(places)) names.push_back(group.name);
+    for (const char* name : {"memory", "growth", "instructions", "size"}) names.push_back(name);
+    return names;
+}
+
+/** @return whether all that is wanted is there to be measured; says what there is otherwise */
+bool IsKnown(const Options& options)
+{
+    const std::vector<std::string> names = Names(options.places);
+    for (const std::string& wanted : options.only) {
+        if (std::find(names.begin(), names.end(), wanted) != names.end()) continue;
+        std::cerr << "vbmigration-bench: nothing that is measured is called '" << wanted << "'; there is";
+        for (const std::string& name : names) std::cerr << ' ' << name;
+        std::cerr << '\n';
+        return false;
     }
-    pipe.write.Close();
-    const std::string text = vbset::ReadText(pipe.read, false);
-    if (vbset::WaitFor(child) != 0) throw vbset::Error(name + " could not be measured");
-    return text;
+    return true;
 }
 
 std::string MeasureGroup(const Group& group, const Effort& effort)
@@ -80,83 +73,28 @@ std::string MeasureGroup(const Group& group, const Effort& effort)
     return text;
 }
 
-/** Counts the instructions of a group's operations under callgrind. */
-std::vector<Instructions> CountGroup(const std::string& name, const std::string& program)
-{
-    std::cerr << "instructions of " << name << "..." << std::endl;
-    std::string directory = (fs::temp_directory_path() / "vbmigration-count-XXXXXX").string();
-    if (mkdtemp(directory.data()) == nullptr) throw vbset::Error("no temporary directory");
-    vbset::Launch launch;
-    launch.program = vbset::FindProgram("valgrind").value_or("valgrind");
-    launch.arguments = {"valgrind", "--tool=callgrind", "-q", "--callgrind-out-file=" + directory + "/out", program,
-                        "--count", name};
-    launch.environment = vbset::Environment({});
-    const int status = vbset::WaitFor(vbset::Start(launch));
-    std::vector<Instructions> counts;
-    for (int dump = 1; status == 0; ++dump) {
-        std::ifstream file(directory + "/out." + std::to_string(dump));
-        if (!file) break;
-        Instructions one;
-        constexpr const char* kTrigger = "desc: Trigger: Client Request: ";
-        constexpr const char* kCount = "summary: ";
-        for (std::string line; std::getline(file, line);) {
-            if (line.rfind(kTrigger, 0) == 0) one.name = line.substr(std::char_traits<char>::length(kTrigger));
-            if (line.rfind(kCount, 0) == 0) one.count = std::atoll(line.c_str() + std::char_traits<char>::length(kCount));
-        }
-        if (one.name != kNotCounted) counts.push_back(one);
-    }
-    fs::remove_all(directory);
-    if (counts.empty()) throw vbset::Error("the instructions of " + name + " could not be counted");
-    return counts;
-}
-
-MemoryOverTime ReadMemory(const std::string& text)
-{
-    const auto row = nlohmann::json::parse(text);
-    return {row[0], row[1], row[2], row[3]};
-}
-
-std::string WrittenMemory(const MemoryOverTime& one)
-{
-    return nlohmann::json{one.what, one.operations, one.heapGrowth, one.residentGrowth}.dump();
-}
-
-void MeasureSteadiness(const Options& options, Results& results)
+void MeasureSteadiness(const Options& options, const std::string& program, Results& results)
 {
     const fs::path place = options.places.memory;
-    const long calls = options.quick ? 10000 : 1000000;
-    const long stores = options.quick ? 1000 : 10000;
     if (IsWanted(options, "memory")) {
-        results.memory.push_back(ReadMemory(
-            InOwnProcess("memory over service calls", [&] { return WrittenMemory(ServiceCallMemory(place, calls)); })));
-        results.memory.push_back(ReadMemory(
-            InOwnProcess("memory over stores", [&] { return WrittenMemory(StoreMemory(place, stores)); })));
+        results.memory.push_back(ServiceCallMemory(place, options.quick ? 10000 : 1000000));
+        results.memory.push_back(ServiceCallMemoryWithPlainMalloc(program, options.quick ? 10000 : 100000));
+        results.memory.push_back(StoreMemory(place, options.quick ? 1000 : 10000));
     }
-    if (IsWanted(options, "growth")) {
-        const std::string text = InOwnProcess("growth", [&] {
-            auto rows = nlohmann::json::array();
-            for (const Growth& one : GrowthOverRecords(place)) rows.push_back({one.what, one.nanoseconds, one.exponent});
-            return rows.dump();
-        });
-        for (const auto& row : nlohmann::json::parse(text)) results.growth.push_back({row[0], row[1], row[2]});
-    }
+    if (IsWanted(options, "growth")) results.growth = GrowthOverRecords(place, options.quick ? 3 : 15);
 }
 
 Results MeasureEverything(const Options& options, const std::string& program)
 {
-    const Effort effort = options.quick ? Effort{5, 0.01} : Effort{};
+    const Effort effort = options.quick ? Effort{5, 0.02, 1} : Effort{};
     Results results;
     for (const Group& group : AllGroups(options.places)) {
         if (!IsWanted(options, group.name)) continue;
         const std::string text = InOwnProcess(group.name, [&] { return MeasureGroup(group, effort); });
         for (Comparison& one : ReadComparisons(text)) results.comparisons.push_back(std::move(one));
     }
-    MeasureSteadiness(options, results);
-    if (IsWanted(options, "instructions")) {
-        for (const char* group : {"picture44-memory", "picture62-memory", "service"}) {
-            for (Instructions& one : CountGroup(group, program)) results.instructions.push_back(std::move(one));
-        }
-    }
+    MeasureSteadiness(options, program, results);
+    if (IsWanted(options, "instructions")) results.instructions = CountInstructions(program);
     for (const std::string& library : options.libraries) {
         const std::size_t equals = library.find('=');
         if (equals == std::string::npos) throw vbset::Error("'" + library + "' is not NAME=FILE");
@@ -183,16 +121,25 @@ int Main(int count, char** values)
     app.add_option("--disk", options.places.disk, "where sets on a disk are put; the working directory by default")
         ->type_name("DIRECTORY")
         ->check(CLI::ExistingDirectory);
-    app.add_option("--only", options.only, "what to measure: picture44-memory and so on, memory, growth, instructions, size")
+    app.add_option("--armhf", options.places.armhf, "programs of a 32-bit build that load the library")
+        ->type_name("DIRECTORY")
+        ->check(CLI::ExistingDirectory);
+    app.add_option("--only", options.only, "what to measure, such as picture44-memory, memory, instructions, size")
         ->type_name("GROUP")
         ->allow_extra_args(false);
     app.add_option("libraries", options.libraries, "libraries whose size is told")->type_name("NAME=FILE");
     app.add_option("--count", options.count)->group("");
+    const CLI::Option* const sample = app.add_option("--sample", options.sample)->group("");
     CLI11_PARSE(app, count, values);
     if (!options.count.empty()) {
         Count(options);
         return 0;
     }
+    if (!sample->empty()) {
+        WriteServiceCallSamples(options.places.memory, options.sample.first, options.sample.second);
+        return 0;
+    }
+    if (!IsKnown(options)) return 2;
     const Results results = MeasureEverything(options, fs::absolute(values[0]).string());
     options.json ? PrintJson(std::cout, results) : PrintTable(std::cout, results);
     return 0;

@@ -42,21 +42,32 @@ using Call = std::function<void()>;
 // One thread records; GLib has others, which make the same calls.
 thread_local std::vector<Call>* recording = nullptr;
 thread_local bool isPassedOn = false;  // inside an outside function
+thread_local int syncs = 0;            // of the recording
 
 /** Descriptors and streams as they were while recording, and what replaces them in a replay. */
-std::map<int, int> descriptors;
+std::array<int, 1024> descriptors = [] {
+    std::array<int, 1024> none{};
+    none.fill(-1);
+    return none;
+}();
 std::map<FILE*, FILE*> streams;
 
-alignas(16) std::array<unsigned char, 65536> scratch;
+alignas(16) std::array<unsigned char, 1048576> scratch;
 
 bool IsRecording()
 {
     return recording != nullptr && !isPassedOn;
 }
 
+/** What replaces a descriptor. */
+int& Now(int descriptor)
+{
+    return descriptors.at(static_cast<std::size_t>(descriptor));
+}
+
 bool IsKnown(int descriptor)
 {
-    return descriptors.count(descriptor) != 0;
+    return descriptor >= 0 && Now(descriptor) >= 0;
 }
 
 /** Passes a call on; what it does in turn is not recorded. */
@@ -83,7 +94,7 @@ template <typename Again, typename Function, typename... Arguments>
 auto PassOnDescriptor(int descriptor, Again again, Function next, Arguments... arguments)
 {
     if (IsRecording() && IsKnown(descriptor)) {
-        recording->push_back([descriptor, again] { again(descriptors[descriptor]); });
+        recording->push_back([descriptor, again] { again(Now(descriptor)); });
     }
     return Pass(next, descriptor, arguments...);
 }
@@ -113,9 +124,16 @@ OutsideCalls OutsideCalls::Record(const std::function<void()>& operation)
 {
     OutsideCalls calls;
     recording = &calls.calls_;
+    syncs = 0;
     operation();
     recording = nullptr;
+    calls.syncs_ = syncs;
     return calls;
+}
+
+std::string OutsideCalls::Told() const
+{
+    return " (" + std::to_string(Count()) + " calls, " + std::to_string(syncs_) + (syncs_ == 1 ? " sync)" : " syncs)");
 }
 
 void OutsideCalls::Replay() const
@@ -254,9 +272,10 @@ int open(const char* path, int flags, ...)
     va_end(list);
     const int descriptor = Pass(NEXT(open), path, flags, mode);
     if (IsRecording()) {
-        descriptors[descriptor] = descriptor;
+        if (descriptor >= 0) Now(descriptor) = descriptor;
         recording->push_back([=, text = std::string(path)] {
-            descriptors[descriptor] = NEXT(open)(text.c_str(), flags, mode);
+            const int now = NEXT(open)(text.c_str(), flags, mode);
+            if (descriptor >= 0) Now(descriptor) = now;
         });
     }
     return descriptor;
@@ -280,6 +299,7 @@ ssize_t write(int descriptor, const void* buffer, size_t size)
 
 int fsync(int descriptor)
 {
+    if (IsRecording() && IsKnown(descriptor)) ++syncs;
     return PassOnDescriptor(descriptor, [](int now) { return NEXT(fsync)(now); }, NEXT(fsync));
 }
 
@@ -321,10 +341,10 @@ FILE* fopen64(const char* path, const char* mode)
     FILE* const stream = Pass(NEXT(fopen64), path, mode);
     if (IsRecording() && stream != nullptr) {
         const int descriptor = fileno(stream);
-        descriptors[descriptor] = descriptor;
+        Now(descriptor) = descriptor;
         recording->push_back([=, text = std::string(path), how = std::string(mode)] {
             streams[stream] = NEXT(fopen64)(text.c_str(), how.c_str());
-            descriptors[descriptor] = fileno(streams[stream]);
+            Now(descriptor) = fileno(streams[stream]);
         });
     }
     return stream;

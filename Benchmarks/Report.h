@@ -4,20 +4,15 @@
 #pragma once
 
 #include <ostream>
-#include <string>
 #include <vector>
 
 #include "Comparison.h"
+#include "Growth.h"
+#include "Instructions.h"
 #include "LibrarySize.h"
-#include "Steady.h"
+#include "Memory.h"
 
 namespace bench {
-
-/** Instructions of one operation, counted by callgrind. */
-struct Instructions {
-    std::string name;  ///< what/role
-    long long count = 0;
-};
 
 struct Results {
     std::vector<Comparison> comparisons;

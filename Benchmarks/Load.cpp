@@ -1,0 +1,6 @@
+// A fresh process that loads what it is linked with and ends.
+
+int main()
+{
+    return 0;
+}
