@@ -103,17 +103,17 @@ TEST_P(FlowFaults, SurvivesEveryExitStatusOfItsScript)
 
 TEST_P(FlowFaults, SurvivesEachCommandThatFails)
 {
-    const int step = TriesAll() ? 8 : 254;
+    std::vector<std::string> statuses = {"1", "255"};
+    for (int status = 9; TriesAll() && status < 255; status += 8) statuses.push_back(std::to_string(status));
     for (const std::string command : kCommands) {
-        ASSERT_TRUE(HoldsInChild([&] {
+        const Try failing("exit statuses of one command", static_cast<int>(statuses.size()));
+        EXPECT_TRUE(HoldsInChild([&] {
             MakeAllThatStays();
-            for (int status = 1; status <= 255; status += step) {
-                const Try failing("exit statuses of one command");
-                const std::string text = std::to_string(status);
-                TryWith({{"service." + command, text}, {"local." + command, text}});
+            for (const std::string& status : statuses) {
+                TryWith({{"service." + command, status}, {"local." + command, status}});
             }
         })) << command;
-        ASSERT_TRUE(HoldsInChild([&] {
+        EXPECT_TRUE(HoldsInChild([&] {
             StartService();
             ExpectAGoodBackup(command);
         })) << command;

@@ -106,11 +106,6 @@ class WithoutMemory : public MemoryFaults {
     std::vector<Call> Accessors();
     std::vector<Call> OtherCalls();
 
-    std::string Named() const
-    {
-        return "TV code " + std::to_string(ThisWorld().year) + (ThisWorld().hasService ? "" : ", no service");
-    }
-
  private:
     VB_VornBoxMigrationType_k Type(int number) const
     {
@@ -268,18 +263,18 @@ class FunctionWithoutMemory : public WithoutMemoryIn {};
 
 TEST_P(FunctionWithoutMemory, NotifiesOrFailsAndCleansUp)
 {
-    RunOutIn(Notifications(), Named() + ", notify");
+    RunOutIn(Notifications(), "notifications");
 }
 
 TEST_P(FunctionWithoutMemory, DumpsAndRestoresOrFailsAndLosesNothing)
 {
-    RunOutIn(WholeData(), Named() + ", dump and restore");
+    RunOutIn(WholeData(), "dumps and restores");
 }
 
 TEST_P(FunctionWithoutMemory, ReturnsADocumentedResultWhateverItDoes)
 {
-    RunOutIn(Accessors(), Named() + ", accessors");
-    RunOutIn(OtherCalls(), Named() + ", the rest");
+    RunOutIn(Accessors(), "accessors and commands");
+    RunOutIn(OtherCalls(), "all other calls");
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, FunctionWithoutMemory,
@@ -290,7 +285,7 @@ class ItemsWithoutMemory : public WithoutMemoryIn {};
 
 TEST_P(ItemsWithoutMemory, AreStoredLoadedAndComparedOrNotAndNotLost)
 {
-    RunOutIn(Items(), Named() + ", items");
+    RunOutIn(Items(), "stores, loads, syncs and queries");
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, ItemsWithoutMemory, ::testing::Values(kAlone15, kAlone17, kServed15), CaseName<World>);
@@ -300,7 +295,7 @@ class RecoveryWithoutMemory : public WithoutMemoryIn {};
 TEST_P(RecoveryWithoutMemory, SucceedsOrFailsAndIsCleanedUp)
 {
     RunOutIn({StartAfterACut("START of a backup", Backup(), 0), StartAfterACut("START of a restore", Restore(), -1)},
-             Named() + ", recovery");
+             "recoveries from a power cut");
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, RecoveryWithoutMemory,

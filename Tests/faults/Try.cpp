@@ -53,11 +53,11 @@ bool TriesAll()
     return faults != nullptr && std::string(faults) == "all";
 }
 
-Try::Try(const char* kind) : kind_(kind), failuresBefore_(FailuresSoFar()) {}
+Try::Try(const char* kind, int cases) : kind_(kind), cases_(cases), failuresBefore_(FailuresSoFar()) {}
 
 Try::~Try()
 {
     Count& count = CountOf(kind_);
-    ++count.tried;
-    count.survived += FailuresSoFar() == failuresBefore_ ? 1 : 0;
+    count.tried += cases_;
+    count.survived += FailuresSoFar() == failuresBefore_ ? cases_ : 0;
 }

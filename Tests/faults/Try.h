@@ -11,13 +11,15 @@ bool TriesAll();
  * With all of them tried, the program prints at its end how many of each kind there were and how many were survived. */
 class Try {
  public:
-    /** @param kind what is tried, for people; lives as long as the program */
-    explicit Try(const char* kind);
+    /** @param kind what is tried, for people; lives as long as the program
+     * @param cases how many cases of it this stands for */
+    explicit Try(const char* kind, int cases = 1);
     ~Try();
     Try(const Try&) = delete;
     Try& operator=(const Try&) = delete;
 
  private:
     const char* kind_;
+    int cases_;
     int failuresBefore_;
 };

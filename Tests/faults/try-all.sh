@@ -34,7 +34,7 @@ done | awk '
     END {
         for (i = 1; i <= count; ++i) {
             kind = kinds[i]
-            printf "%-73s %7d tried, %7d survived\n", kind, tried[kind], survived[kind]
+            printf "%-77s %7d tried, %7d survived\n", kind, tried[kind], survived[kind]
         }
     }'
 [ "$last" -gt 0 ] && ! ls "$outputs" | grep -q failed
