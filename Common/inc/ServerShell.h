@@ -3,7 +3,8 @@
  */
 #pragma once
 
-/** Runs a command line on the migration service like MigrationCommon::ExecuteUserShell(), whose result it gives.
- * @return the status of the command; -1 also without memory for the client, which always counted as a failed command
- * @throw std::bad_alloc without memory for the request: then the service was not asked */
-int ExecuteOnServer(const char* command);
+#include <optional>
+
+/** Runs a command line on the migration service, as MigrationCommon::ExecuteUserShell() does.
+ * @return its status; none without memory for the client or the request: then the service was not asked */
+std::optional<int> ExecuteOnServer(const char* command) noexcept;

@@ -92,23 +92,25 @@ int MigrationCommon::SetVornBoxSystemConfig()
     return result;
 }
 
-int ExecuteOnServer(const char* command)
-{
+std::optional<int> ExecuteOnServer(const char* command) noexcept
+try {
     constexpr const char* kOperation = "ExecuteUserShell";
     LOG_FOR(LOG_UNIT, kOperation, kLogInfo, "Command to be executed is [%s]", command);
     LOG_FOR(LOG_UNIT, kOperation, kLogInfo, "Command to be executed on server is [%s]", command);
     DBusClient* const client = DBusClient::Instance();
     if (client == nullptr) {
         LOG_FOR(LOG_UNIT, kOperation, kLogError, "could not get the g client instance...");
-        return -1;
+        return std::nullopt;
     }
     return client->SendCmdToServer(command);
+} catch (...) {
+    return std::nullopt;
 }
 
 int MigrationCommon::ExecuteUserShell(const char* command, bool bServer)
 try {
     if (bServer) {
-        return ExecuteOnServer(command);
+        return ExecuteOnServer(command).value_or(-1);
     }
     LOG_INFO("Command to be executed is [%s]", command);
     LOG_INFO("Command to be executed in this process & not on server is [%s]", command);

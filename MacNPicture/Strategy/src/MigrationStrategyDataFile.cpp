@@ -102,25 +102,29 @@ bool MigrationStrategy::ReadRAWBlock(const char* path, const int& size, unsigned
 }
 
 bool MigrationStrategy::ExcuteBlockReadOnServer(const char* path, const int& size, unsigned char* buffer)
-{
+try {
     DBusClient* const client = DBusClient::Instance();
     if (client == nullptr || buffer == nullptr) {
         return false;
     }
     return client->ReadOnServer(path, size, buffer);
+} catch (...) {
+    return false;  // no memory for the request
 }
 
 bool MigrationStrategy::WriteToFileServer(const char* path, unsigned char* buffer, const int& size)
-{
+try {
     if (buffer == nullptr || path == nullptr) {
         return false;
     }
     DBusClient* const client = DBusClient::Instance();
     return client != nullptr && client->WriteOnServer(path, size, buffer) == size;
+} catch (...) {
+    return false;  // no memory for the request
 }
 
 bool MigrationStrategy::IsExists(const char* path)
-{
+try {
     const UniqueFd file(open(path, O_RDONLY | O_CLOEXEC));
     if (file.IsOpen()) {
         return true;
@@ -133,6 +137,8 @@ bool MigrationStrategy::IsExists(const char* path)
     // It exists, but not for this process: the service decides.
     DBusClient* const client = DBusClient::Instance();
     return client != nullptr && client->PathExists(path) == 0;
+} catch (...) {
+    return false;  // no memory for the request
 }
 
 bool MigrationStrategy::CheckSPIFlashMAC()

@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+#include <optional>
+
 #define LOG_UNIT "MigrationStrategy.cpp"
 
 namespace {
@@ -34,11 +36,21 @@ bool RunOnServer(const char* command, int& result)
     return result == 0;
 }
 
-/** Has the service mount a partition, which is formatted when that fails. Without memory for the request nothing has
- * failed there: the exception ends the operation, and what the partition holds stays. */
-bool MountOnServer(const char* command)
+/** What came of a mount that is followed by a format when it fails. One that could not be asked for, for want of memory
+ * or of a process, has not failed there: what the partition holds stays, as if the format had not been possible either. */
+enum class Mount { kDone, kFailed, kNotAsked };
+
+Mount MountHere(const char* command)
 {
-    return ExecuteOnServer(command) == 0;
+    constexpr int kNoChild = -1;
+    const int status = MigrationCommon::ExecuteUserShell(command, false);
+    return status == 0 ? Mount::kDone : status == kNoChild ? Mount::kNotAsked : Mount::kFailed;
+}
+
+Mount MountOnServer(const char* command)
+{
+    const std::optional<int> status = ExecuteOnServer(command);
+    return status == 0 ? Mount::kDone : status ? Mount::kFailed : Mount::kNotAsked;
 }
 
 // The scripts' callers have always written these with two blanks.
@@ -48,13 +60,14 @@ const char* const kFormatDataSync = "/bin/spi_init.sh format  data_sync";
 /** @return whether this process could mount data_sync, or format it, after which no mount is tried */
 bool MountDataSyncHere(const char* operation)
 {
-    int result = 0;
-    if (RunHere(kMountDataSync, result)) {
+    const Mount mount = MountHere(kMountDataSync);
+    if (mount == Mount::kDone) {
         LOG_FOR(LOG_UNIT, operation, kLogInfo, " This process mount data_sync succeed ");
         return true;
     }
     LOG_FOR(LOG_UNIT, operation, kLogError, " This process mount data_sync Did not succeed ");
-    if (RunHere(kFormatDataSync, result)) {
+    int result = -1;
+    if (mount == Mount::kFailed && RunHere(kFormatDataSync, result)) {
         LOG_FOR(LOG_UNIT, operation, kLogInfo, " This process format data_sync succeed ");
         return true;
     }
@@ -66,10 +79,11 @@ bool MountDataSyncHere(const char* operation)
 /** Has the service mount or format data_sync; a failure is only logged. */
 void MountDataSyncOnServer(const char* operation)
 {
-    if (!MountOnServer(kMountDataSync)) {
+    const Mount mount = MountOnServer(kMountDataSync);
+    if (mount != Mount::kDone) {
         LOG_FOR(LOG_UNIT, operation, kLogError, "\tmount data_sync Did not succeed ");
-        int result = 0;
-        if (RunOnServer(kFormatDataSync, result)) {
+        int result = -1;
+        if (mount == Mount::kFailed && RunOnServer(kFormatDataSync, result)) {
             LOG_FOR(LOG_UNIT, operation, kLogInfo, "\tformat data_sync succeed ");
         } else {
             LOG_FOR(LOG_UNIT, operation, kLogError, " Server mount & Format SPI FLASH data_sync is FAIL!! Result : %d",
@@ -113,10 +127,12 @@ bool MigrationStrategy::MountPartition()
     }
     // Nothing was tried from this process, nor ever is for this partition; field logs are known by the line all the same.
     LOG_ERROR("mount & Format SPI FLASH migration is FAILed from process trying on server!!");
-    if (!MountOnServer("/bin/spi_init.sh mount migration")) {
+    const Mount mount = MountOnServer("/bin/spi_init.sh mount migration");
+    if (mount != Mount::kDone) {
         LOG_ERROR("\tmount migration Did not succeed ");
-        int result = 0;
-        if (RunOnServer("/bin/spi_init.sh format migration mkfs.vfat /dev/mtdblock1", result)) {
+        int result = -1;
+        if (mount == Mount::kFailed &&
+            RunOnServer("/bin/spi_init.sh format migration mkfs.vfat /dev/mtdblock1", result)) {
             LOG_INFO("\tformat migration succeed ");
         } else {
             LOG_ERROR("mount & Format SPI FLASH migration is FAIL!! Result : [%d] ", result);
