@@ -32,11 +32,12 @@ FaultTable& TheFaults()
 void Fill(FaultTable& table, const FaultMap& faults)
 {
     table.on.clear();
+    table.met.clear();
     for (const auto& [key, value] : faults) table.on[key] = table.texts.insert(value).first->c_str();
     table.any = !table.on.empty();
 }
 
-/** Looks for the value of a fault. @return true when this process has not met the fault before */
+/** Looks for the value of a fault. @return true when this process has not met the fault since faults were last read */
 bool Find(FaultTable& table, const char* key, const char*& value)
 {
     const std::lock_guard<std::mutex> lock(table.mutex);

@@ -70,7 +70,8 @@ TEST_P(AfterTeardown, AStrategyThatIsMadeLaterHasNoMigrator)
 {
     for (const ExportedFunction& function : ExportedFunctions()) {
         const Try torn("functions after migration_final(), without a strategy before");
-        const bool fails = IsAmong(kAskForTheMigrator, function.name) || IsAmong(kUseTheStrategysMigrator, function.name);
+        const bool fails =
+            IsAmong(kAskForTheMigrator, function.name) || IsAmong(kUseTheStrategysMigrator, function.name);
         const int expected = fails ? -1 : ResultAfter([] { get_vemigration_instance(); }, function);
         const auto tearDown = [] {
             get_vemigration_instance();

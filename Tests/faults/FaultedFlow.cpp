@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <sstream>
 
+#include "Child.h"
 #include "Try.h"
 
 namespace {
@@ -36,7 +38,11 @@ std::string PairingName(const ::testing::TestParamInfo<Pairing>& info)
 std::vector<Pairing> Pairings()
 {
     if (!TriesAll()) return {{"tv15", "box15"}};
-    return {{"tv17-62", "box17-62"}, {"tv15", "box15"}, {"tv15-newboard", "box15"}, {"tv14", "box14"}, {"tv13", "box13"}};
+    return {{"tv17-62", "box17-62"},
+            {"tv15", "box15"},
+            {"tv15-newboard", "box15"},
+            {"tv14", "box14"},
+            {"tv13", "box13"}};
 }
 
 void FaultedFlow::StartPairing(const Pairing& pairing)
@@ -55,8 +61,8 @@ void FaultedFlow::StartPairing(const Pairing& pairing)
 void FaultedFlow::MakeAllThatStays()
 {
     StartService();
-    EverythingOnce();  // what is made once, is made: client, threads of GIO, buffers of the C library
-    Backup();          // a new board's first one after a restore may be refused
+    // What is made once, is made: client, threads of GIO, buffers of the C library. A process can restore but once.
+    AllButRestore();
     EXPECT_TRUE(Backup());
     std::filesystem::copy_file(BackupFile(), Temporary() / "backup", std::filesystem::copy_options::overwrite_existing);
     before_ = Resources::Now();
@@ -79,7 +85,8 @@ void FaultedFlow::Switch(const Faults& faults, bool on)
 bool FaultedFlow::Notify(int type, VB_VornBoxMigrationProgress_k progress)
 {
     VB_VornBoxMigrationStatus_k status = VB_MIGRATION_STATUS_UNKNOWN_ERROR;  // left alone without a strategy
-    const int result = migration_api_notify_migration_status(static_cast<VB_VornBoxMigrationType_k>(type), progress, &status);
+    const int result =
+        migration_api_notify_migration_status(static_cast<VB_VornBoxMigrationType_k>(type), progress, &status);
     ExpectDocumented(result);
     EXPECT_EQ(status == VB_MIGRATION_STATUS_SUCCESS, result == 0);
     return result == 0;
@@ -94,10 +101,15 @@ bool FaultedFlow::Backup()
 
 void FaultedFlow::EverythingOnce()
 {
-    Backup();
     NotifyRestore(VB_MIGRATION_PROGRESS_START);
     ExpectDocumented(migration_api_restore_non_volatile_data());
     NotifyRestore(VB_MIGRATION_PROGRESS_END);
+    AllButRestore();
+}
+
+void FaultedFlow::AllButRestore()
+{
+    Backup();
     ExpectDocumented(migration_api_do_vornBox_picture_data_sync(VB_INFO_VB_FAC_TO_TV_SPI));
     ExpectDocumented(migration_api_do_vornBox_picture_data_sync(VB_INFO_TV_SPI_TO_VB_FAC));
     for (const int item : {1713, 1714, 1715}) ExpectDocumented(migration_api_set_factory_item(item, 1));
@@ -111,18 +123,50 @@ void FaultedFlow::EverythingOnce()
     EXPECT_EQ(migration_api_do_vornBox_store_data_sync(), -2);
 }
 
-void FaultedFlow::TryWith(const Faults& faults)
+void FaultedFlow::BeginTry()
 {
+    std::filesystem::remove(Set().TvDirectory() / "volatile/faults_met");
+    Set().WriteMacBlock(std::vector<unsigned char>(6, 0xFF));
+}
+
+bool FaultedFlow::HasMet(const Faults& faults)
+{
+    std::istringstream met(ReadFile(Set().TvDirectory() / "volatile/faults_met"));
+    for (std::string key; std::getline(met, key);) {
+        if (faults.count(key) > 0) return true;
+    }
+    return false;
+}
+
+void FaultedFlow::Survive(const char* kind, const Faults& faults)
+{
+    Try failing(kind);
+    BeginTry();
     Switch(faults, true);
     EverythingOnce();
     Switch(faults, false);
+    if (!HasMet(faults)) failing.Discard();
     ExpectNothingHeld(Named(faults));
+    ExpectAGoodBackup(Named(faults));
 }
 
-void FaultedFlow::RecoverFrom(const Faults& faults)
+void FaultedFlow::SurviveInNewProcesses(const char* kind, const Faults& faults, const Faults& also)
 {
-    TryWith(faults);
-    ExpectAGoodBackup(Named(faults));
+    Try failing(kind);
+    BeginTry();
+    Switch(also, true);
+    Switch(faults, true);
+    EXPECT_TRUE(HoldsInChild([this] {
+        StartService();
+        EverythingOnce();
+    })) << Named(faults);
+    Switch(faults, false);
+    Switch(also, false);
+    if (!HasMet(faults)) failing.Discard();
+    EXPECT_TRUE(HoldsInChild([&] {
+        StartService();
+        ExpectAGoodBackup(Named(faults));
+    })) << Named(faults);
 }
 
 void FaultedFlow::ExpectAGoodBackup(const std::string& after)
@@ -130,6 +174,12 @@ void FaultedFlow::ExpectAGoodBackup(const std::string& after)
     std::filesystem::remove_all(BackupFile());
     EXPECT_TRUE(Backup()) << after;
     EXPECT_EQ(ReadFile(BackupFile()), ReadFile(Temporary() / "backup")) << after;
+    EXPECT_FALSE(Set().IsMounted("migration")) << after;
+    if (!IsOfYear13()) {
+        EXPECT_EQ(Set().Eeprom(0xF211), std::vector<unsigned char>{0xFF}) << after;
+        EXPECT_EQ(std::stoi(ReadFile(Set().TvDirectory() / "volatile/tuner_mute")), 0) << after;
+        EXPECT_EQ(std::stoi(ReadFile(Set().TvDirectory() / "volatile/buffer_ic")), 1) << after;
+    }
 }
 
 void FaultedFlow::ExpectNothingHeld(const std::string& after)

@@ -1,6 +1,6 @@
-/** Two threads that are the first in a process to call the library, through every pair of its functions: it starts up once.
- * Calls that need the service or the values of the items must not overlap: of two, the second waits, once it has started
- * up, for the first to end. */
+/** Two threads that are the first in a process to call the library, through every pair of its functions: it starts up
+ * once. Calls that need the service or the values of the items must not overlap: of two, the second waits, once it has
+ * started up, for the first to end. */
 #include <Child.h>
 #include <TestSet.h>
 #include <Together.h>

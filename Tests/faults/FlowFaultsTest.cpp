@@ -1,13 +1,11 @@
-/** Whatever of the set fails during a flow: each call returns a documented result, nothing of the machine stays in use, and
- * the next backup succeeds and holds the same data. */
+/** Whatever of the set fails during a flow: each call returns a documented result, nothing of the machine stays in use,
+ * and the next backup succeeds and holds the same data. */
 #include <BoardDevices.h>
 #include <Child.h>
 
 #include <atomic>
 #include <cstdio>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <thread>
 
 #include "FaultedFlow.h"
@@ -16,7 +14,6 @@
 namespace {
 
 constexpr const char* kServiceFile = "/opt/tv/migration/service/PictureData.dat";
-constexpr const char* kMacBlock = "/dev/mtdblock3";
 
 class FlowFaults : public FaultedFlow, public ::testing::WithParamInterface<Pairing> {
  protected:
@@ -24,40 +21,33 @@ class FlowFaults : public FaultedFlow, public ::testing::WithParamInterface<Pair
 
     bool HasExtendedItems() const { return std::string(GetParam().box).find("-62") != std::string::npos; }
 
-    /** Every flow in which calls on a file are interrupted, until something is done about it. */
-    void TryInterrupted(const std::string& fault, const std::function<void()>& meanwhile = {})
+    /** The same as SurviveInNewProcesses(), but each call on a file is interrupted until something is done about it. */
+    void SurviveInterrupted(const char* kind, const std::string& fault, const std::function<void()>& meanwhile = {})
     {
-        Forget();
+        Try failing(kind);
+        BeginTry();
         Fault(fault, "EINTR");
-        std::atomic<bool> flowIsOver{false};
-        std::thread other([&] {
-            const auto trace = Set().TvDirectory() / "trace.jsonl";
-            const auto offset = static_cast<std::streamoff>(traceSize_);
-            while (!flowIsOver && !Holds(trace, offset, "\"result\":\"EINTR\"")) std::this_thread::yield();
-            if (meanwhile) meanwhile();
-            NoFault(fault);
-        });
-        EverythingOnce();
-        flowIsOver = true;
-        other.join();
-        ExpectNothingHeld(fault);
+        EXPECT_TRUE(HoldsInChild([&] {
+            StartService();
+            std::atomic<bool> flowIsOver{false};
+            std::thread other([&] {
+                while (!flowIsOver && !HasMet({{fault, ""}})) std::this_thread::yield();
+                if (!flowIsOver && meanwhile) meanwhile();
+                NoFault(fault);
+            });
+            EverythingOnce();
+            flowIsOver = true;
+            other.join();
+        })) << fault;
+        if (!HasMet({{fault, ""}})) failing.Discard();
+        EXPECT_TRUE(HoldsInChild([&] {
+            StartService();
+            ExpectAGoodBackup(fault);
+        })) << fault;
     }
 
-    void Forget()
-    {
-        OnSet::Forget();
-        traceSize_ = std::filesystem::file_size(Set().TvDirectory() / "trace.jsonl");
-    }
-
- private:
-    static bool Holds(const std::filesystem::path& file, std::streamoff offset, const std::string& text)
-    {
-        std::ifstream in(file);
-        in.seekg(offset);
-        return std::string(std::istreambuf_iterator<char>(in), {}).find(text) != std::string::npos;
-    }
-
-    std::uintmax_t traceSize_ = 0;
+    /** The first process makes the backup that all others are compared with. */
+    void MakeTheBackup() { ASSERT_TRUE(HoldsInChild([this] { MakeAllThatStays(); })); }
 };
 
 /** All of a list, or the first few that stand for them. */
@@ -69,70 +59,64 @@ std::vector<std::string> AllOrFirst(std::size_t few, std::vector<std::string> al
 
 INSTANTIATE_TEST_SUITE_P(On, FlowFaults, ::testing::ValuesIn(Pairings()), PairingName);
 
-/** Every command that the library has run, in the form of faults. */
-constexpr const char* kCommands[] = {
-    "MigrationScript.sh.InsmodMig",
-    "MigrationScript.sh.UnMoungNRmmod",
-    "MigrationScript.sh.UnmountMig",
-    "MigrationScript.sh.cleanbkup",
-    "MigrationScript.sh.tarncpy",
-    "MigrationScript.sh.cpynuntar",
-    "MigrationScript.sh.Bkup13",
-    "MigrationScript.sh.Restor13",
-    "spi_init.sh.mount",
-    "spi_init.sh.format",
-    "spi_init.sh.umount",
-    "mkdir",
-    "rm",
+/** A command that the library has run, in the form of faults, and what leads to it. */
+struct Command {
+    std::string name;
+    std::map<std::string, std::string> ledToBy;
+};
+
+const Command kCommands[] = {
+    {"MigrationScript.sh.InsmodMig", {}},
+    {"MigrationScript.sh.UnMoungNRmmod", {}},
+    {"MigrationScript.sh.UnmountMig", {{"eeprom.value.F211", "AA"}}},
+    {"MigrationScript.sh.cleanbkup", {}},
+    {"MigrationScript.sh.tarncpy", {}},
+    {"MigrationScript.sh.cpynuntar", {}},
+    {"MigrationScript.sh.Bkup13", {}},
+    {"MigrationScript.sh.Restor13", {}},
+    {"spi_init.sh.mount", {}},
+    {"spi_init.sh.format", {{"service.spi_init.sh.mount", "1"}, {"local.spi_init.sh.mount", "1"}}},
+    {"spi_init.sh.umount", {}},
+    {"mkdir", {}},
+    {"rm", {}},
 };
 
 }  // namespace
 
-TEST_P(FlowFaults, SurvivesEveryExitStatusOfItsScript)
+TEST_P(FlowFaults, SurvivesEveryExitStatusOfItsScripts)
 {
-    MakeAllThatStays();
-    for (int status = 1; status <= 255; ++status) {
-        const Try failing("exit statuses of scripts, all commands at once");
-        Fault("service.MigrationScript.sh", std::to_string(status));
-        NotifyBackup(VB_MIGRATION_PROGRESS_START);
-        EXPECT_FALSE(NotifyBackup(VB_MIGRATION_PROGRESS_END)) << status;
-    }
-    NoFault("service.MigrationScript.sh");
-    ExpectAGoodBackup();
+    ASSERT_TRUE(HoldsInChild([this] {
+        MakeAllThatStays();
+        for (int status = 1; status <= 255; ++status) {
+            const std::string text = std::to_string(status);
+            const Faults faults = {{"service.MigrationScript.sh", text}, {"service.spi_init.sh", text},
+                                   {"local.MigrationScript.sh", text},   {"local.spi_init.sh", text}};
+            Switch(faults, true);
+            EXPECT_FALSE(NotifyBackup(VB_MIGRATION_PROGRESS_START)) << status;
+            EXPECT_FALSE(NotifyBackup(VB_MIGRATION_PROGRESS_END)) << status;
+            if (TriesAll()) EverythingOnce();
+            Switch(faults, false);
+            ExpectNothingHeld(text);
+        }
+    }));
+    const Try failing("exit statuses of all scripts at once", 255);
+    ASSERT_TRUE(HoldsInChild([this] {
+        StartService();
+        ExpectAGoodBackup();
+    }));
 }
 
 TEST_P(FlowFaults, SurvivesEachCommandThatFails)
 {
-    std::vector<std::string> statuses = {"1", "255"};
-    for (int status = 9; TriesAll() && status < 255; status += 8) statuses.push_back(std::to_string(status));
-    for (const std::string command : kCommands) {
-        const Try failing("exit statuses of one command", static_cast<int>(statuses.size()));
-        EXPECT_TRUE(HoldsInChild([&] {
-            MakeAllThatStays();
-            for (const std::string& status : statuses) {
-                TryWith({{"service." + command, status}, {"local." + command, status}});
-            }
-        })) << command;
-        EXPECT_TRUE(HoldsInChild([&] {
-            StartService();
-            ExpectAGoodBackup(command);
-        })) << command;
-    }
-}
-
-TEST_P(FlowFaults, SurvivesCommandsThatAreKilled)
-{
-    for (const std::string command : kCommands) {
-        const Try failing("commands killed by a signal");
-        ASSERT_TRUE(HoldsInChild([&] {
-            MakeAllThatStays();
-            TryWith({{"service." + command, "kill"}, {"local." + command, "kill"}});
-        })) << command;
-        // A mount that only seemed to succeed is remembered: the process is started again.
-        ASSERT_TRUE(HoldsInChild([&] {
-            StartService();
-            ExpectAGoodBackup(command);
-        })) << command;
+    MakeTheBackup();
+    std::vector<std::string> statuses = {"kill", "1", "255"};
+    for (int status = 16; TriesAll() && status < 255; status += 16) statuses.push_back(std::to_string(status));
+    for (const Command& command : kCommands) {
+        for (const std::string& status : statuses) {
+            SurviveInNewProcesses(status == "kill" ? "commands killed by a signal" : "exit statuses of one command",
+                                  {{"service." + command.name, status}, {"local." + command.name, status}},
+                                  command.ledToBy);
+        }
     }
 }
 
@@ -141,91 +125,85 @@ TEST_P(FlowFaults, SurvivesALinkThatLocksLateOrNever)
     MakeAllThatStays();
     std::vector<std::string> polls = {"1", "2", "75", "148", "149", "150", "151", "never"};
     for (int poll = 9; TriesAll() && poll < 148; poll += 9) polls.push_back(std::to_string(poll));
-    for (const std::string& poll : polls) {
-        const Try failing("polls before the link locks");
-        RecoverFrom({{"serdes.polls", poll}});
+    for (const std::string& poll : polls) Survive("polls before the link locks", {{"serdes.polls", poll}});
+}
+
+TEST_P(FlowFaults, FormatsForTheRaisedPowerFlagAndForNoOtherValue)
+{
+    MakeTheBackup();
+    constexpr int kRaised = 0xAA;
+    const auto mark = Set().Partition("migration") / "mark";
+    for (int flag = 0; flag <= 0xFF; flag += TriesAll() ? 1 : 17) {
+        WriteFile(mark, "stays unless the partition is formatted");
+        char hex[3];
+        std::snprintf(hex, sizeof hex, "%02X", static_cast<unsigned int>(flag));
+        SurviveInNewProcesses("values of the power flag", {{"eeprom.value.F211", hex}});
+        EXPECT_EQ(std::filesystem::exists(mark), flag != kRaised || IsOfYear13()) << hex;
     }
 }
 
-TEST_P(FlowFaults, SurvivesAnythingInThePowerFlag)
+TEST_P(FlowFaults, SurvivesAnyResultOfTheEeprom)
 {
     MakeAllThatStays();
-    for (int flag = 0; flag <= 0xFF; flag += TriesAll() ? 1 : 17) {
-        const Try failing("values of the power flag");
-        char hex[3];
-        std::snprintf(hex, sizeof hex, "%02X", static_cast<unsigned int>(flag));
-        TryWith({{"eeprom.value.F211", hex}});
-    }
     for (const char* call : {"read.F211", "read.1E04", "write.F211"}) {
         for (const auto& result : AllOrFirst(4, {"-1", "0", "1", "2", "-2147483647", "5", "6", "255"})) {
-            const Try failing("results of EEPROM calls");
-            TryWith({{std::string("eeprom.") + call, result}});
+            Survive("results of EEPROM calls", {{std::string("eeprom.") + call, result}});
         }
     }
 }
 
 TEST_P(FlowFaults, SurvivesEachItemThatFails)
 {
-    MakeAllThatStays();
+    MakeTheBackup();
     const Faults kinds = {{"get", "0"}, {"set", "0"}, {"size", "0"}, {"value", "fail"}};
     auto turn = kinds.begin();
     for (const std::uint32_t uid : vbset::ItemIds(HasExtendedItems() ? 62 : 44)) {
         for (auto kind = kinds.begin(); kind != kinds.end(); ++kind) {
             if (!TriesAll() && kind != turn) continue;
-            const Try failing("items whose size, data, value or store fails");
-            TryWith({{"factory." + kind->first + "." + std::to_string(uid), kind->second}});
+            SurviveInNewProcesses("items whose size, data, value or store fails",
+                                  {{"factory." + kind->first + "." + std::to_string(uid), kind->second}});
         }
         if (++turn == kinds.end()) turn = kinds.begin();
     }
-    ExpectAGoodBackup();
 }
 
 TEST_P(FlowFaults, SurvivesFilesThatFail)
 {
-    MakeAllThatStays();
+    MakeTheBackup();
     for (const std::string file : {kBackupFile, kServiceFile, kMacBlock, "/dev/system"}) {
         for (const auto& error : AllOrFirst(2, {"EACCES", "EISDIR", "ENOENT", "EIO", "EMFILE", "ENOSPC", "EROFS"})) {
-            const Try failing("files that cannot be opened");
-            TryWith({{"path." + file, error}});
+            SurviveInNewProcesses("files that cannot be opened", {{"path." + file, error}});
         }
         for (const auto& error : AllOrFirst(2, {"short:1", "EIO", "EAGAIN", "ENOSPC", "short:7"})) {
-            const Try failing("reads, writes and syncs that fail or are short");
-            TryWith({{"read." + file, error}});
-            TryWith({{"write." + file, error}, {"fsync." + file, "EIO"}});
+            SurviveInNewProcesses("reads that fail or are short", {{"read." + file, error}});
+            SurviveInNewProcesses("writes that fail or are short", {{"write." + file, error}});
         }
         for (const auto& room : AllOrFirst(1, {"100", "0", "1", "615"})) {
-            const Try failing("files whose device is full");
-            TryWith({{"write." + file, "full:" + room}});
+            SurviveInNewProcesses("files whose device is full", {{"write." + file, "full:" + room}});
         }
+        SurviveInNewProcesses("files that cannot be synced", {{"fsync." + file, "EIO"}});
     }
-    ExpectAGoodBackup();
 }
 
 TEST_P(FlowFaults, SurvivesFilesThatAreInterrupted)
 {
-    MakeAllThatStays();
+    MakeTheBackup();
     for (const std::string file : {kBackupFile, kServiceFile, kMacBlock}) {
         for (const std::string call : {"read.", "write."}) {
-            const Try failing("reads and writes that are interrupted");
-            TryInterrupted(call + file);
+            SurviveInterrupted("reads and writes that are interrupted", call + file);
         }
     }
-    ExpectAGoodBackup();
 }
 
 TEST_P(FlowFaults, SurvivesFilesThatShrinkAfterTheyWereLookedAt)
 {
-    MakeAllThatStays();
+    MakeTheBackup();
     for (const std::string file : {kBackupFile, kServiceFile}) {
         for (const std::uintmax_t left : {0, 1, 13, 100, 300}) {
-            const Try failing("files that shrink before they are read");
-            TryInterrupted("read." + file, [&] {
-                std::error_code notThere;  // a flow may have ended before it was read
-                std::filesystem::resize_file(Set().Map(file.c_str()).value(), left, notThere);
-            });
+            SurviveInterrupted("files that shrink before they are read", "read." + file,
+                               [&] { std::filesystem::resize_file(Set().Map(file).value(), left); });
         }
     }
-    ExpectAGoodBackup();
 }
 
 TEST_P(FlowFaults, SurvivesDirectoriesInThePlaceOfFiles)
@@ -248,8 +226,7 @@ TEST_P(FlowFaults, SurvivesFullPartitions)
     MakeAllThatStays();
     for (const char* room : {"0", "1", "100", "615", "616", "4095"}) {
         for (const char* partition : {"migration", "data_sync", "root"}) {
-            const Try failing("partitions that are full");
-            RecoverFrom({{std::string("flash.") + partition + ".free", room}});
+            Survive("partitions that are full", {{std::string("flash.") + partition + ".free", room}});
         }
     }
 }
@@ -264,50 +241,33 @@ TEST_P(FlowFaults, SurvivesEachDeviceRequestThatFails)
         char key[16];
         std::snprintf(key, sizeof key, "ioctl.%08lX", request);
         for (const auto& error : AllOrFirst(1, {"EIO", "EINTR", "ENODEV", "EINVAL"})) {
-            const Try failing("device requests that fail");
-            TryWith({{key, error}});
+            Survive("device requests that fail", {{key, error}});
         }
     }
-    ExpectAGoodBackup();
 }
 
 TEST_P(FlowFaults, SurvivesAnyMacAddress)
 {
-    MakeAllThatStays();
-    for (const char* bytes : {"FFFFFFFFFFFF", "000000000000", "01", "0102030405060708"}) {
-        const Try failing("MAC addresses that are odd or cannot be had");
-        TryWith({{"eeprom.value.1E04", bytes}});
+    MakeTheBackup();
+    Faults::value_type faults[] = {{"eeprom.value.1E04", "FFFFFFFFFFFF"}, {"eeprom.value.1E04", "000000000000"},
+                                   {"eeprom.value.1E04", "01"},           {"eeprom.value.1E04", "0102030405060708"},
+                                   {"micom.mac", "-1"},                   {"micom.mac", "-2147483648"},
+                                   {"eeprom.migrated_mac", "-1"},         {"eeprom.migrated_mac", "1"},
+                                   {"eeprom.migrated_mac", "255"}};
+    for (const auto& fault : faults) {
+        SurviveInNewProcesses("MAC addresses that are odd or cannot be had or stored", {fault});
     }
-    for (const char* result : {"-1", "-2147483648"}) {
-        const Try failing("MAC addresses that are odd or cannot be had");
-        TryWith({{"micom.mac", result}});
-    }
-    for (const char* result : {"-1", "1", "255"}) {
-        const Try failing("MAC addresses that are odd or cannot be had");
-        TryWith({{"eeprom.migrated_mac", result}});
-    }
-    ExpectAGoodBackup();
 }
 
 TEST_P(FlowFaults, SurvivesSystemInformationThatIsWrong)
 {
-    ASSERT_TRUE(HoldsInChild([&] { MakeAllThatStays(); }));
+    MakeTheBackup();
     const auto values = AllOrFirst(2, {"fail", "-1", "0", "3", "13", "14", "15", "17", "2147483647"});
-    for (const char* key : {"241", "247", "248", "251", "252", "253", "254", "705"}) {
+    for (const std::string key : {"241", "247", "248", "251", "252", "253", "254", "705"}) {
         for (const std::string& value : values) {
-            const bool isPath = key == std::string("247") || key == std::string("248");
-            if (isPath && value != "fail") continue;  // a path, which is a directory of the set
-            const Try failing("values of the system information");
-            Switch({{std::string("system_info.") + key, value}}, true);
-            EXPECT_TRUE(HoldsInChild([&] {
-                StartService();
-                EverythingOnce();
-            })) << key << ' ' << value;
-            Switch({{std::string("system_info.") + key, value}}, false);
-            EXPECT_TRUE(HoldsInChild([&] {
-                StartService();
-                ExpectAGoodBackup(key);
-            })) << key << ' ' << value;
+            const bool isPath = key == "247" || key == "248";
+            if (isPath && value != "fail") continue;  // any text would be a directory of the set
+            SurviveInNewProcesses("values of the system information", {{"system_info." + key, value}});
         }
     }
 }

@@ -1,5 +1,5 @@
-/** Replies of the service that are garbled in every way: what each operation makes of them is what the reply's format says,
- * and nothing is written beside the buffer. */
+/** Replies of the service that are garbled in every way: what each operation makes of them is what the reply's format
+ * says, and nothing is written beside the buffer. */
 #include <AnsweringBus.h>
 #include <DBusServiceClient.h>
 
@@ -41,15 +41,18 @@ class Garbler {
         const unsigned int tokens = Below(6);
         for (unsigned int i = 0; i < tokens; ++i) reply.text += (i == 0 ? "" : ":") + Token(i);
         if (Below(4) == 0) Disturb(reply.text);
-        if (Below(5000) == 0) reply.text.insert(Below(static_cast<unsigned int>(reply.text.size()) + 1), 10'000'000, '7');
+        if (Below(5000) == 0) reply.text.insert(PlaceIn(reply.text), 10'000'000, '7');
         return reply;
     }
 
  private:
+    unsigned int PlaceIn(const Text& text) { return Below(static_cast<unsigned int>(text.size()) + 1); }
+
     Text Token(unsigned int place)
     {
-        static const Text numbers[] = {"",   "0",  "-0", "-1", "+1", "6",   "12",  "255", "2147483647", "2147483648", " 3",
-                                       "4 ", "-2147483648", "-2147483649", "99999999999999999999", "1e3", "0x10", "word"};
+        static const Text numbers[] = {"", "0", "-0", "-1", "+1", "6", "12", "255", " 3", "4 ", "1e3", "0x10", "word",
+                                       "2147483647", "2147483648", "-2147483648", "-2147483649",
+                                       "99999999999999999999"};
         switch (Below(place == 0 ? 2 : 4)) {
             case 0:
                 return std::to_string(Below(12));
@@ -66,8 +69,7 @@ class Garbler {
     void Disturb(Text& text)
     {
         for (unsigned int i = 1 + Below(6); i > 0; --i) {
-            const auto at = text.begin() + Below(static_cast<unsigned int>(text.size()) + 1);
-            text.insert(at, 1 + Below(3), static_cast<char>(1 + Below(255)));
+            text.insert(PlaceIn(text), 1 + Below(3), static_cast<char>(1 + Below(255)));
         }
     }
 

@@ -32,10 +32,10 @@ struct Went {
 struct Call {
     std::string name;
     std::function<int()> call;
-    int result;                                  ///< with memory; without, a call that would give 0 may give -1
-    std::function<void()> before;                ///< with memory, in the same process
-    std::function<int()> again;                  ///< the same call, once memory is back; the call itself if not given
-    std::function<void(const Went&)> after;      ///< says what has to hold right after the call
+    int result;                              ///< with memory; without, a call that would give 0 may give -1
+    std::function<void()> before{};          ///< with memory, in the same process
+    std::function<int()> again{};            ///< the same call, once memory is back; the call itself if not given
+    std::function<void(const Went&)> after{};  ///< says what has to hold right after the call
 };
 
 class MemoryFaults : public OnSet {
@@ -52,12 +52,8 @@ class MemoryFaults : public OnSet {
     /** Which of the two data files is not as MakeData() left it, and whether a backup went astray; empty when all
      * is well. */
     std::string LostData();
-    /** Whether a call in this or another process found no memory for the service client, since the last Forget(). That
-     * counts as a command that failed, also as a mount; a mount that fails is followed by a format. */
-    bool LackedClient() const;
-
-    void ExpectNothingLost();
-    void ExpectNotFormatted();
+    /** Whether the migration partition has ever been formatted since then. */
+    bool WasFormatted();
 
     int PowerFlag();
     /** A number that the TV keeps while it is on, such as "tuner_mute". */

@@ -56,7 +56,7 @@ class WithoutMemory : public MemoryFaults {
 
     Call Start(const char* name, VB_VornBoxMigrationType_k type, int result = 0)
     {
-        Call start{name, [=] { return Notify(type, VB_MIGRATION_PROGRESS_START); }, result, {}, {}, {}};
+        Call start{name, [=] { return Notify(type, VB_MIGRATION_PROGRESS_START); }, result};
         start.again = [=] { return NotifyAnew(type, VB_MIGRATION_PROGRESS_START); };
         if (!IsOfYear13()) {
             start.before = [=] { Set().WriteEeprom(0xF211, {kLowered}); };
@@ -64,7 +64,7 @@ class WithoutMemory : public MemoryFaults {
                 ExpectStarted(went);
                 ExpectUnmounted(went);
                 EXPECT_TRUE(!ThisWorld().hasService || went.ranOut || went.result != 0 || Set().IsMounted("migration"));
-                ExpectNotFormatted();
+                EXPECT_FALSE(WasFormatted());
             };
         }
         return start;
@@ -72,7 +72,7 @@ class WithoutMemory : public MemoryFaults {
 
     Call End(const char* name, VB_VornBoxMigrationType_k type)
     {
-        Call end{name, [=] { return Notify(type, VB_MIGRATION_PROGRESS_END); }, 0, {}, {}, {}};
+        Call end{name, [=] { return Notify(type, VB_MIGRATION_PROGRESS_END); }, 0};
         end.before = [=] { Notify(type, VB_MIGRATION_PROGRESS_START); };
         end.again = [=] { return NotifyAnew(type, VB_MIGRATION_PROGRESS_END); };
         if (!IsOfYear13()) {
@@ -81,7 +81,7 @@ class WithoutMemory : public MemoryFaults {
                 // It unmounts once when it succeeded, twice when it failed.
                 const bool isUnmounted = !went.ranOut || (went.result != 0 && !went.forEver);
                 EXPECT_FALSE(isUnmounted && Set().IsMounted("migration"));
-                ExpectNotFormatted();
+                EXPECT_FALSE(WasFormatted());
             };
         }
         return end;
@@ -140,26 +140,25 @@ std::vector<Call> WithoutMemory::Notifications()
         Start("START of a restore", Restore()),
         End("END of a backup", Backup()),
         End("END of a restore", Restore()),
-        {"notify, wrong type", [=] { return Notify(wrongType, VB_MIGRATION_PROGRESS_END); }, -1, {}, {}, {}},
-        {"notify, wrong progress", [=] { return Notify(Backup(), wrongProgress); }, -1, {}, {}, {}},
+        {"notify, wrong type", [=] { return Notify(wrongType, VB_MIGRATION_PROGRESS_END); }, -1},
+        {"notify, wrong progress", [=] { return Notify(Backup(), wrongProgress); }, -1},
         {"notify, no status",
-         [=] { return migration_api_notify_migration_status(Backup(), VB_MIGRATION_PROGRESS_START, nullptr); }, -1,
-         {}, {}, {}},
+         [=] { return migration_api_notify_migration_status(Backup(), VB_MIGRATION_PROGRESS_START, nullptr); }, -1},
     };
 }
 
 std::vector<Call> WithoutMemory::WholeData()
 {
     const int year = ThisWorld().year;
-    Call dump{"dump", migration_api_dump_non_volatile_data, year >= 15 && ThisWorld().hasService ? 0 : -1, {}, {}, {}};
+    Call dump{"dump", migration_api_dump_non_volatile_data, year >= 15 && ThisWorld().hasService ? 0 : -1};
     dump.before = [=] { Set().WriteMacBlock(std::vector<unsigned char>(6, 0xFF)); };  // else there is nothing to do
     dump.again = [=] {
         dump.before();
         return dump.call();
     };
     // A second one looks below the folder that the first one chose.
-    Call restore{"restore", migration_api_restore_non_volatile_data, year <= 14 ? 0 : -1, {}, [] { return 0; }, {}};
-    dump.after = restore.after = [=](const Went&) { ExpectNotFormatted(); };
+    Call restore{"restore", migration_api_restore_non_volatile_data, year <= 14 ? 0 : -1, {}, [] { return 0; }};
+    dump.after = restore.after = [=](const Went&) { EXPECT_FALSE(WasFormatted()); };
     return {dump, restore};
 }
 
@@ -173,20 +172,20 @@ std::vector<Call> WithoutMemory::Items()
         return [=] { return migration_api_get_vornBox_migration_test_data(selector); };
     };
     return {
-        {"picture sync into the TV", sync(VB_INFO_VB_FAC_TO_TV_SPI), 0, {}, {}, {}},
-        {"picture sync into the box", sync(VB_INFO_TV_SPI_TO_VB_FAC), 0, {}, {}, {}},
-        {"picture sync of an event", sync(VB_INFO_MIGRATION_EVENT_2), 0, {}, {}, {}},
-        {"store of items", setItem(1713), 0, {}, {}, {}},
-        {"load of items", setItem(1714), 0, {}, {}, {}},
-        {"unknown item", setItem(1), -1, {}, {}, {}},
+        {"picture sync into the TV", sync(VB_INFO_VB_FAC_TO_TV_SPI), 0},
+        {"picture sync into the box", sync(VB_INFO_TV_SPI_TO_VB_FAC), 0},
+        {"picture sync of an event", sync(VB_INFO_MIGRATION_EVENT_2), 0},
+        {"store of items", setItem(1713), 0},
+        {"load of items", setItem(1714), 0},
+        {"unknown item", setItem(1), -1},
         {"convert",
          [] {
              char text[10];
              return migration_api_convert_factory_value_to_str(1716, 0, text);
          },
-         0, {}, {}, {}},
-        {"test query 20", query(20), 0, {}, {}, {}},
-        {"test query 8", query(8), 0, {}, {}, {}},
+         0},
+        {"test query 20", query(20), 0},
+        {"test query 8", query(8), 0},
     };
 }
 
@@ -194,7 +193,7 @@ std::vector<Call> WithoutMemory::Accessors()
 {
     const int year = ThisWorld().year;
     const auto found = [](const void* object) { return object != nullptr ? 0 : -1; };
-    Call make{"GetMigrationStrategy", [=] { return found(GetMigrationStrategy(year)); }, 0, {}, {}, {}};
+    Call make{"GetMigrationStrategy", [=] { return found(GetMigrationStrategy(year)); }, 0};
     make.before = [=] { Forget(); };
     make.after = [=](const Went& went) {  // for want of the object or of its path texts
         const Messages messages = Logged({"GetMigrationStrategy"});
@@ -203,18 +202,18 @@ std::vector<Call> WithoutMemory::Accessors()
     };
     Call command{"command on the service",
                  [] { return MigrationCommon::ExecuteUserShell("/usr/bin/MigrationScript.sh cleanbkup", true); },
-                 0, {}, {}, {}};
+                 0};
     command.after = [](const Went& went) { EXPECT_EQ(went.result, went.ranOut ? -1 : 0); };
     return {
         make,
         command,
-        {"get_Startegy", [=] { return found(get_Startegy()); }, 0, {}, {}, {}},
-        {"get_vemigration_instance", [=] { return found(get_vemigration_instance()); }, 0, {}, {}, {}},
-        {"migration_final, nothing made", [] { return migration_final(), 0; }, 0, {}, {}, {}},
-        {"migration_final", [] { return migration_final(), 0; }, 0, [] { get_Startegy(); }, {}, {}},
-        {"SetVornBoxSystemConfig", MigrationCommon::SetVornBoxSystemConfig, 0, {}, {}, {}},
-        {"command here", [] { return MigrationCommon::ExecuteUserShell("mkdir -p /opt/tv/x", false); }, 0, {}, {}, {}},
-        {"no command on the service", [] { return MigrationCommon::ExecuteUserShell(nullptr, true); }, -1, {}, {}, {}},
+        {"get_Startegy", [=] { return found(get_Startegy()); }, 0},
+        {"get_vemigration_instance", [=] { return found(get_vemigration_instance()); }, 0},
+        {"migration_final, nothing made", [] { return migration_final(), 0; }, 0},
+        {"migration_final", [] { return migration_final(), 0; }, 0, [] { get_Startegy(); }},
+        {"SetVornBoxSystemConfig", MigrationCommon::SetVornBoxSystemConfig, 0},
+        {"command here", [] { return MigrationCommon::ExecuteUserShell("mkdir -p /opt/tv/x", false); }, 0},
+        {"no command on the service", [] { return MigrationCommon::ExecuteUserShell(nullptr, true); }, -1},
     };
 }
 
@@ -222,17 +221,17 @@ std::vector<Call> WithoutMemory::OtherCalls()
 {
     const int boot = IsOfYear13() ? 0 : -1;
     return {
-        {"free memory", migration_api_get_migration_free_memory, -2, {}, {}, {}},
-        {"store sync", migration_api_do_vornBox_store_data_sync, -2, {}, {}, {}},
-        {"mount", migration_api_mountpartition, -2, {}, {}, {}},
-        {"tuner", migration_api_SetResetTunerGPIO, 0, {}, {}, {}},
-        {"size query", [] { return migration_api_assign_callback_getsize(kSizeQuery); }, 0, {}, {}, {}},
-        {"no size query", [] { return migration_api_assign_callback_getsize(nullptr); }, -1, {}, {}, {}},
-        {"data query", [] { return migration_api_assign_callback_getdata(kDataQuery); }, 0, {}, {}, {}},
-        {"no data query", [] { return migration_api_assign_callback_getdata(nullptr); }, -1, {}, {}, {}},
-        {"funptrretSize", [] { return funptrretSize() == nullptr ? 0 : -1; }, 0, {}, {}, {}},
-        {"funptrretData", [] { return funptrretData() == nullptr ? 0 : -1; }, 0, {}, {}, {}},
-        {"SetBootPartition", [] { return migration_api_SetBootPartition(1); }, boot, {}, {}, {}},
+        {"free memory", migration_api_get_migration_free_memory, -2},
+        {"store sync", migration_api_do_vornBox_store_data_sync, -2},
+        {"mount", migration_api_mountpartition, -2},
+        {"tuner", migration_api_SetResetTunerGPIO, 0},
+        {"size query", [] { return migration_api_assign_callback_getsize(kSizeQuery); }, 0},
+        {"no size query", [] { return migration_api_assign_callback_getsize(nullptr); }, -1},
+        {"data query", [] { return migration_api_assign_callback_getdata(kDataQuery); }, 0},
+        {"no data query", [] { return migration_api_assign_callback_getdata(nullptr); }, -1},
+        {"funptrretSize", [] { return funptrretSize() == nullptr ? 0 : -1; }, 0},
+        {"funptrretData", [] { return funptrretData() == nullptr ? 0 : -1; }, 0},
+        {"SetBootPartition", [] { return migration_api_SetBootPartition(1); }, boot},
         {"GetBootPartition",
          [] {
              int partition = kUntouched;
@@ -240,7 +239,7 @@ std::vector<Call> WithoutMemory::OtherCalls()
              EXPECT_EQ(partition == kUntouched, result != 0);
              return result;
          },
-         boot, {}, {}, {}},
+         boot},
     };
 }
 

@@ -3,7 +3,7 @@
  */
 #pragma once
 
-/** Whether a test tries everything, or a part that stands for it: environment variable FAULTS, "all" or anything else. */
+/** Whether a test tries everything, or a part that stands for it: environment variable FAULTS, "all" or another. */
 bool TriesAll();
 
 /** One fault, for as long as it lives. It is survived when no expectation fails meanwhile.
@@ -15,6 +15,10 @@ class Try {
      * @param cases how many cases of it this stands for */
     explicit Try(const char* kind, int cases = 1);
     ~Try();
+
+    /** It was none: nothing has met the fault. It is not counted. */
+    void Discard() { cases_ = 0; }
+
     Try(const Try&) = delete;
     Try& operator=(const Try&) = delete;
 

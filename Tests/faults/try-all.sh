@@ -1,7 +1,6 @@
 #!/bin/sh
-# try-all.sh PROGRAM: runs every test of a fault test program, each in a process of its own, as many at once as there are
-# processors, with everything tried, and prints what they counted, kind by kind. False when one of
-# them fails.
+# try-all.sh PROGRAM: runs every test of a fault test program with everything tried, each in a process of its own, as
+# many at once as there are processors, and prints what they counted, kind by kind. False when one of them fails.
 export FAULTS=all
 outputs=$(mktemp -d) || exit 1
 trap 'rm -rf "$outputs"' EXIT
