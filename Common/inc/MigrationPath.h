@@ -9,8 +9,8 @@
 
 /** @return a copy, because registered callbacks may ask the platform for a path too; without a directory, a path at
  * which nothing can be or be made, so that no data goes astray */
-inline std::string MigrationPath(const std::string& below)
+inline std::string MigrationPath(const char* below)
 {
-    const char* const path = tzplatform_mkpath(PLATFORM_PATH_MIGRATION, below.c_str());
-    return path != nullptr ? path : "/dev/null/" + below;
+    const char* const path = tzplatform_mkpath(PLATFORM_PATH_MIGRATION, below);
+    return path != nullptr ? path : std::string("/dev/null/") + below;
 }

@@ -32,8 +32,18 @@ class ValueReader {
     unsigned char mBuffer[kCapacity] = {};
 };
 
+/** Makes room at once for as many values as a file can have; without memory for that many, they may yet fit. */
+void ReserveValues(std::size_t fileSize, std::vector<int>& values)
+{
+    try {
+        values.reserve(values.size() + fileSize / kRecordHeaderSize);
+    } catch (...) {
+    }
+}
+
 int ParseValues(const PictureRecords& records, std::vector<int>& values)
 {
+    ReserveValues(records.Length(), values);
     ValueReader reader;
     std::size_t cursor = 0;
     do {

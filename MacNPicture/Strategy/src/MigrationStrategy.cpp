@@ -12,6 +12,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <utility>
 
 #define LOG_UNIT "MigrationStrategy.cpp"
 
@@ -253,13 +254,13 @@ bool MigrationStrategy::RestorBkupPath()
 
 bool MigrationStrategy::CreateSPFolder()
 {
-    const std::string folder = mBackupPath + kBackupFolder;
+    std::string folder = mBackupPath + kBackupFolder;
     struct stat status = {};
     if (stat(folder.c_str(), &status) == 0) {
         LOG_INFO("stat() sucess\tverify");
         LOG_INFO("stat() sucess Size is %ld ", static_cast<long>(status.st_size));
         if (mBackupPath.find(kBackupFolder) == std::string::npos) {
-            mBackupPath = folder;
+            mBackupPath = std::move(folder);
         }
         return true;
     }
@@ -275,7 +276,7 @@ bool MigrationStrategy::CreateSPFolder()
             return false;
         }
     }
-    mBackupPath = folder;
+    mBackupPath = std::move(folder);
     return true;
 }
 
