@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <string>
 
-namespace {
+#include "ServiceRequest.h"
 
-constexpr const char* kName = "com.vornbox.migration";
+namespace {
 
 /** What a service that has done all it was asked answers: the request's own code, then status, count or bytes. */
 std::string Answer(const std::string& request)
@@ -39,7 +39,7 @@ bool AnswerCall(DBusConnection* connection, DBusMessage* call)
 
 DBusHandlerResult OnMessage(DBusConnection* connection, DBusMessage* message, void*)
 {
-    const bool isCall = dbus_message_is_method_call(message, kName, "ExecuteUserShell") != 0;
+    const bool isCall = dbus_message_is_method_call(message, bench::kServiceName, bench::kServiceMethod) != 0;
     return isCall && AnswerCall(connection, message) ? DBUS_HANDLER_RESULT_HANDLED
                                                      : DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
 }
@@ -51,7 +51,7 @@ int main(int count, char** values)
 {
     if (count != 2) return 2;
     DBusConnection* const connection = dbus_bus_get(DBUS_BUS_SYSTEM, nullptr);
-    if (connection == nullptr || dbus_bus_request_name(connection, kName, 0, nullptr) < 0) return 1;
+    if (connection == nullptr || dbus_bus_request_name(connection, bench::kServiceName, 0, nullptr) < 0) return 1;
     dbus_connection_add_filter(connection, OnMessage, nullptr, nullptr);
     dprintf(std::atoi(values[1]), "ready\n");
     close(std::atoi(values[1]));

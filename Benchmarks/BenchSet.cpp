@@ -3,6 +3,7 @@
 #include <Live.h>
 #include <Process.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <system_error>
@@ -21,6 +22,11 @@ fs::path NewDirectory(const fs::path& parent)
 }
 
 }  // namespace
+
+void Demand(bool isDone, const char* what)
+{
+    if (!isDone) throw vbset::Error(std::string(what) + " failed");
+}
 
 BenchSet::BenchSet(const fs::path& parent, const std::string& tv, const std::string& box)
     : directory_(NewDirectory(parent))
@@ -44,11 +50,6 @@ BenchSet::~BenchSet()
     fs::current_path("/");
     std::error_code ignored;
     fs::remove_all(directory_, ignored);
-}
-
-void BenchSet::StartService()
-{
-    bus_ = std::make_unique<vbset::Bus>(*set_);
 }
 
 void BenchSet::StartAnsweringService()

@@ -12,6 +12,9 @@
 
 namespace bench {
 
+/** @throw vbset::Error unless something is done */
+void Demand(bool isDone, const char* what);
+
 class BenchSet {
  public:
     /** Makes a set of two packaged descriptions below a directory, switches it on and puts this process on it. */
@@ -20,14 +23,13 @@ class BenchSet {
     BenchSet(const BenchSet&) = delete;
     BenchSet& operator=(const BenchSet&) = delete;
 
-    /** Starts the private bus and the set's own migration service. */
-    void StartService();
-
     /** Starts the private bus and, in place of the migration service, one that only answers. */
     void StartAnsweringService();
 
     /** Every command that is run in this process succeeds at once: nothing but its shell is started. */
     void EndCommandsAtOnce();
+
+    vbset::Set& Sides() { return *set_; }
 
  private:
     std::filesystem::path directory_;

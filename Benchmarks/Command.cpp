@@ -20,24 +20,25 @@ constexpr double kLimit = 1.02;
 constexpr const char* kCommand = "exit 0";
 constexpr std::size_t kMegabyte = 1024 * 1024;
 
-void Spawn(const char* command)
+bool Spawn(const char* command)
 {
     char shell[] = "/bin/sh";
     char option[] = "-c";
     std::string words = command;
     char* const arguments[] = {shell, option, words.data(), nullptr};
     pid_t child = 0;
-    if (posix_spawn(&child, shell, nullptr, nullptr, arguments, environ) != 0) std::abort();
-    waitpid(child, nullptr, 0);
+    if (posix_spawn(&child, shell, nullptr, nullptr, arguments, environ) != 0) return false;
+    int status = 0;
+    return waitpid(child, &status, 0) == child && status == 0;
 }
 
-void SpawnThroughGLib(const char* command)
+bool SpawnThroughGLib(const char* command)
 {
     const char* const words[] = {"/bin/sh", "-c", command, nullptr};
-    if (g_spawn_sync(nullptr, const_cast<char**>(words), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, nullptr, nullptr,
-                     nullptr, nullptr) == FALSE) {
-        std::abort();
-    }
+    int status = 0;
+    return g_spawn_sync(nullptr, const_cast<char**>(words), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, nullptr,
+                        nullptr, &status, nullptr) != FALSE &&
+           status == 0;
 }
 
 /** In a process that runs on no set: the shell is the host's. */
@@ -46,13 +47,11 @@ void CompareCommands(std::size_t megabytes, const std::string& size, const std::
     std::vector<char> resident(megabytes * kMegabyte);
     std::memset(resident.data(), 1, resident.size());
     Compare("local command, " + size + " resident", kLimit)
-        .Library([] { MigrationCommon::ExecuteUserShell(kCommand, false); })
-        .Floor([] { Spawn(kCommand); })
+        .Library([] { return MigrationCommon::ExecuteUserShell(kCommand, false) == 0; })
+        .Floor([] { return Spawn(kCommand); })
         .OrInsideSpread()
-        .Instead("system", [] {
-            if (std::system(kCommand) != 0) std::abort();
-        })
-        .Instead("g_spawn_sync", [] { SpawnThroughGLib(kCommand); });
+        .Instead("system", [] { return std::system(kCommand) == 0; })
+        .Instead("g_spawn_sync", [] { return SpawnThroughGLib(kCommand); });
     measure();
 }
 

@@ -1,5 +1,7 @@
 #include "Comparison.h"
 
+#include <Set.h>
+
 #include <benchmark/benchmark.h>
 #include <nlohmann/json.hpp>
 #include <valgrind/callgrind.h>
@@ -23,6 +25,8 @@ using Times = std::vector<std::vector<double>>;
 struct Registration {
     Comparison comparison;
     std::vector<Operation> operations;
+    std::function<void()> prepare = [] {};
+    Operation holds = [] { return true; };
     std::vector<Times> repetitions;
 };
 
@@ -32,19 +36,25 @@ std::vector<Registration>& Registered()
     return registered;
 }
 
+double TimeOfTurn(const Registration& registration, std::size_t role)
+{
+    registration.prepare();
+    return TimeOf(registration.operations[role]);
+}
+
 /** A repetition: rounds in each of which every role has its turn, in an order that changes. */
 void Repeat(benchmark::State& state, Registration& registration)
 {
-    static std::mt19937 random;  // the same orders in every run
-    const std::vector<Operation>& operations = registration.operations;
-    std::vector<std::size_t> order(operations.size());
+    static std::mt19937 random;
+    const std::size_t roles = registration.operations.size();
+    std::vector<std::size_t> order(roles);
     std::iota(order.begin(), order.end(), 0);
-    Times times(operations.size());
+    Times times(roles);
     for (auto _ : state) {
         std::shuffle(order.begin(), order.end(), random);
         double round = 0;
         for (const std::size_t role : order) {
-            times[role].push_back(TimeOf(operations[role]));
+            times[role].push_back(TimeOfTurn(registration, role));
             round += times[role].back();
         }
         state.SetIterationTime(round / 1e9);
@@ -53,11 +63,24 @@ void Repeat(benchmark::State& state, Registration& registration)
 }
 
 /** How long a repetition takes that has so many rounds, in seconds. */
-double TimeOfRounds(int rounds, const std::vector<Operation>& operations)
+double TimeOfRounds(int rounds, const Registration& registration)
 {
     double round = 0;
-    for (const Operation& operation : operations) round += TimeOf(operation);
+    for (std::size_t role = 0; role < registration.operations.size(); ++role) round += TimeOfTurn(registration, role);
     return round * rounds / 1e9;
+}
+
+/** What does not do its work is not worth measuring. */
+void CheckAll()
+{
+    for (const Registration& registration : Registered()) {
+        for (std::size_t i = 0; i < registration.operations.size(); ++i) {
+            const Measured& role = registration.comparison.measured[i];
+            registration.prepare();
+            const bool isDone = registration.operations[i]() && (!role.isAlternative || registration.holds());
+            if (!isDone) throw vbset::Error(registration.comparison.what + ": " + role.role + " failed");
+        }
+    }
 }
 
 /** Times are kept by Repeat(). */
@@ -67,7 +90,7 @@ class NoReport : public benchmark::BenchmarkReporter {
     void ReportRuns(const std::vector<Run>&) override {}
 };
 
-/** How many rounds fit into a repetition is found out by shorter ones, which do not count. */
+/** The library behind what repeats measurements finds out by shorter ones how many rounds fit into a repetition. */
 void DropShortRepetitions(std::vector<Times>& repetitions)
 {
     std::size_t rounds = 0;
@@ -76,44 +99,90 @@ void DropShortRepetitions(std::vector<Times>& repetitions)
     repetitions.erase(std::remove_if(repetitions.begin(), repetitions.end(), isShort), repetitions.end());
 }
 
-/** What two roles have to do with each other, round by round: of all rounds, or the median of each repetition. */
-template <typename Combine>
-std::vector<double> RoundByRound(const Registration& registration, const std::string& one, const std::string& other,
-                                 Combine combine, bool byRepetition)
+/** A value for each round of a repetition. */
+using RowOf = std::function<std::vector<double>(const Times& times)>;
+
+struct MedianAndSpread {
+    double median;  ///< of all rounds
+    double spread;  ///< half the distance of the quartiles of the repetitions' medians
+};
+
+MedianAndSpread RoundByRound(const Registration& registration, const RowOf& rowOf)
 {
-    const std::vector<Measured>& roles = registration.comparison.measured;
-    const auto place = [&](const std::string& role) { return registration.comparison.Find(role) - roles.data(); };
-    const auto first = static_cast<std::size_t>(place(one));
-    const auto second = static_cast<std::size_t>(place(other));
     std::vector<double> all;
+    std::vector<double> medians;
     for (const Times& times : registration.repetitions) {
+        const std::vector<double> row = rowOf(times);
+        all.insert(all.end(), row.begin(), row.end());
+        medians.push_back(Median(row));
+    }
+    return {Median(all), Spread(medians)};
+}
+
+std::size_t PlaceOf(const Registration& registration, const std::string& role)
+{
+    const Comparison& comparison = registration.comparison;
+    return static_cast<std::size_t>(comparison.Find(role) - comparison.measured.data());
+}
+
+/** What two roles have to do with each other in each round. */
+template <typename Combine>
+RowOf Combined(const Registration& registration, const std::string& one, const std::string& other, Combine combine)
+{
+    return [=, first = PlaceOf(registration, one), second = PlaceOf(registration, other)](const Times& times) {
         std::vector<double> row(times[first].size());
         std::transform(times[first].begin(), times[first].end(), times[second].begin(), row.begin(), combine);
-        if (byRepetition) row = {Median(row)};
-        all.insert(all.end(), row.begin(), row.end());
+        return row;
+    };
+}
+
+void EvaluateRole(const Registration& registration, std::size_t place, Measured& one)
+{
+    std::vector<double> row;
+    for (const Times& times : registration.repetitions) row.insert(row.end(), times[place].begin(), times[place].end());
+    one.median = Median(row);
+    one.spread = Spread(row);
+    const bool isFloorAgain = one.role == kFloorAgain;
+    const MedianAndSpread ratio =
+        RoundByRound(registration, Combined(registration, isFloorAgain ? kFloorAgain : "library",
+                                            isFloorAgain ? "floor" : one.role, std::divides<>()));
+    one.ratio = ratio.median;
+    one.ratioSpread = ratio.spread;
+    one.overFloor = RoundByRound(registration, Combined(registration, one.role, "floor", std::divides<>())).median;
+}
+
+/** The parts that are known, what is left in each round beside them, and the whole. */
+void EvaluateParts(const Registration& registration, std::vector<Part>& parts)
+{
+    std::vector<RowOf> known;
+    for (Part& part : parts) {
+        known.push_back(Combined(registration, part.longer, part.shorter, std::minus<>()));
+        const MedianAndSpread difference = RoundByRound(registration, known.back());
+        part.nanoseconds = difference.median;
+        part.spread = difference.spread;
     }
-    return all;
+    const RowOf whole = Combined(registration, "library", "floor", std::minus<>());
+    const MedianAndSpread left = RoundByRound(registration, [&](const Times& times) {
+        std::vector<double> row = whole(times);
+        for (const RowOf& part : known) {
+            const std::vector<double> taken = part(times);
+            std::transform(row.begin(), row.end(), taken.begin(), row.begin(), std::minus<>());
+        }
+        return row;
+    });
+    const MedianAndSpread all = RoundByRound(registration, whole);
+    parts.push_back({"all else", "", "", left.median, left.spread});
+    parts.push_back({"the rest", "library", "floor", all.median, all.spread});
 }
 
 void Evaluate(Registration& registration)
 {
     DropShortRepetitions(registration.repetitions);
-    std::vector<Measured>& measured = registration.comparison.measured;
-    for (std::size_t i = 0; i < measured.size(); ++i) {
-        std::vector<double> row;
-        for (const Times& times : registration.repetitions) row.insert(row.end(), times[i].begin(), times[i].end());
-        Measured& one = measured[i];
-        one.median = Median(row);
-        one.spread = Spread(row);
-        const bool isFloorAgain = one.role == kFloorAgain;
-        const std::string over = isFloorAgain ? kFloorAgain : "library";
-        const std::string under = isFloorAgain ? "floor" : one.role;
-        one.ratio = Median(RoundByRound(registration, over, under, std::divides<>(), false));
-        one.ratioSpread = Spread(RoundByRound(registration, over, under, std::divides<>(), true));
+    Comparison& comparison = registration.comparison;
+    for (std::size_t i = 0; i < comparison.measured.size(); ++i) {
+        EvaluateRole(registration, i, comparison.measured[i]);
     }
-    for (Part& part : registration.comparison.parts) {
-        part.nanoseconds = Median(RoundByRound(registration, part.longer, part.shorter, std::minus<>(), false));
-    }
+    if (!comparison.parts.empty()) EvaluateParts(registration, comparison.parts);
 }
 
 }  // namespace
@@ -131,15 +200,27 @@ double Comparison::SpreadOfFloors() const
     return again == nullptr ? 1 : std::max(again->ratio, 1 / again->ratio) + again->ratioSpread;
 }
 
-bool Comparison::IsSteady() const
+double Comparison::Doubt() const
 {
-    constexpr double kTenth = 0.1;
-    return Find(against)->ratioSpread <= kTenth && SpreadOfFloors() <= 1 + kTenth;
+    const Measured* const again = Find(kFloorAgain);
+    const double apart = again == nullptr ? 0 : std::max(again->ratio, 1 / again->ratio) - 1;
+    return std::max({Find(against)->ratioSpread, apart, again == nullptr ? 0 : again->ratioSpread});
 }
 
-bool Comparison::IsReached() const
+bool Comparison::IsInsideSpread() const
 {
-    return Ratio() <= limit || (orInsideSpread && Ratio() <= SpreadOfFloors());
+    constexpr double kMost = 1.1;  // beyond that, two runs of the floor say nothing of each other
+    return orInsideSpread && Ratio() <= SpreadOfFloors() && SpreadOfFloors() <= kMost;
+}
+
+Verdict Comparison::Judged() const
+{
+    const bool syncsWrongly = syncs != -1 && syncs != 1;
+    if (syncsWrongly) return Verdict::NotReached;
+    if (IsInsideSpread()) return Verdict::Reached;
+    if (Ratio() - Doubt() > limit) return Verdict::NotReached;
+    if (Doubt() > limit - 1) return Verdict::NotTold;
+    return Ratio() <= limit ? Verdict::Reached : Verdict::NotReached;
 }
 
 Compare::Compare(std::string what, double limit, std::string against)
@@ -163,25 +244,53 @@ Compare& Compare::OrInsideSpread()
     return *this;
 }
 
+Compare& Compare::Beside(const std::string& name, Operation operation)
+{
+    Add(name, std::move(operation));
+    Registered().back().comparison.measured.back().isAlternative = false;
+    return *this;
+}
+
+Compare& Compare::SyncsOnce(int syncs)
+{
+    Registered().back().comparison.syncs = syncs;
+    return *this;
+}
+
+Compare& Compare::Before(std::function<void()> prepare)
+{
+    Registered().back().prepare = std::move(prepare);
+    return *this;
+}
+
+Compare& Compare::Leaves(Operation holds)
+{
+    Registered().back().holds = std::move(holds);
+    return *this;
+}
+
 Compare& Compare::RestHas(std::string name, std::string longer, std::string shorter)
 {
-    Registered().back().comparison.parts.push_back({std::move(name), std::move(longer), std::move(shorter)});
+    Registered().back().comparison.parts.push_back({std::move(name), std::move(longer), std::move(shorter), 0, 0});
     return *this;
 }
 
 Compare& Compare::Add(const std::string& role, Operation operation)
 {
-    Registered().back().comparison.measured.push_back({role});
+    Measured measured;
+    measured.role = role;
+    Registered().back().comparison.measured.push_back(measured);
     Registered().back().operations.push_back(std::move(operation));
     return *this;
 }
 
 std::vector<Comparison> MeasureAll(const Effort& effort)
 {
+    CheckAll();
     for (Registration& registration : Registered()) {
         benchmark::RegisterBenchmark(registration.comparison.what.c_str(), [&](benchmark::State& state) {
             Repeat(state, registration);
-        })->UseManualTime()->MinTime(std::max(effort.seconds, TimeOfRounds(effort.rounds, registration.operations)));
+        })->UseManualTime()->MinTime(std::max(effort.seconds, TimeOfRounds(effort.rounds, registration)));
     }
     std::vector<std::string> words{"bench", "--benchmark_enable_random_interleaving=true",
                                    "--benchmark_repetitions=" + std::to_string(effort.repetitions)};
@@ -191,6 +300,7 @@ std::vector<Comparison> MeasureAll(const Effort& effort)
     benchmark::Initialize(&count, arguments.data());
     NoReport reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    CheckAll();
     std::vector<Comparison> comparisons;
     for (Registration& registration : Registered()) {
         Evaluate(registration);
@@ -201,47 +311,71 @@ std::vector<Comparison> MeasureAll(const Effort& effort)
 
 void CountAll()
 {
+    CheckAll();  // and what happens once only is not counted
     for (const Registration& registration : Registered()) {
         for (std::size_t i = 0; i < registration.operations.size(); ++i) {
             const std::string& role = registration.comparison.measured[i].role;
             if (role == kFloorAgain) continue;
             const std::string name = registration.comparison.what + kRoleSeparator + role;
-            registration.operations[i]();  // what happens once only is not counted
-            CALLGRIND_DUMP_STATS_AT(kNotCounted);  // CALLGRIND_ZERO_STATS would leave other threads alone
-            registration.operations[i]();
-            CALLGRIND_DUMP_STATS_AT(name.c_str());
+            for (int turn = 0; turn < kCounts; ++turn) {
+                registration.prepare();
+                CALLGRIND_DUMP_STATS_AT(kNotCounted);  // CALLGRIND_ZERO_STATS would leave other threads alone
+                registration.operations[i]();
+                CALLGRIND_DUMP_STATS_AT(name.c_str());
+            }
         }
     }
+    CheckAll();
 }
+
+namespace {
+
+nlohmann::ordered_json JsonOf(const Measured& one)
+{
+    return {{"role", one.role},
+            {"is_alternative", one.isAlternative},
+            {"median_ns", one.median},
+            {"spread_ns", one.spread},
+            {"ratio", one.ratio},
+            {"ratio_spread", one.ratioSpread},
+            {"over_floor", one.overFloor}};
+}
+
+nlohmann::ordered_json JsonOf(const Part& one)
+{
+    return {{"name", one.name},
+            {"longer", one.longer},
+            {"shorter", one.shorter},
+            {"ns", one.nanoseconds},
+            {"spread_ns", one.spread}};
+}
+
+nlohmann::ordered_json JsonOf(const Comparison& one)
+{
+    const Verdict verdict = one.Judged();
+    nlohmann::ordered_json row{{"what", one.what},
+                               {"against", one.against},
+                               {"limit", one.limit},
+                               {"or_inside_spread", one.orInsideSpread},
+                               {"syncs", one.syncs},
+                               {"ratio", one.Ratio()},
+                               {"doubt", one.Doubt()},
+                               {"spread_of_floors", one.SpreadOfFloors()},
+                               {"reached", nullptr},
+                               {"measured", nlohmann::ordered_json::array()},
+                               {"parts", nlohmann::ordered_json::array()}};
+    if (verdict != Verdict::NotTold) row["reached"] = verdict == Verdict::Reached;
+    for (const Measured& measured : one.measured) row["measured"].push_back(JsonOf(measured));
+    for (const Part& part : one.parts) row["parts"].push_back(JsonOf(part));
+    return row;
+}
+
+}  // namespace
 
 std::string Written(const std::vector<Comparison>& comparisons)
 {
     auto rows = nlohmann::ordered_json::array();
-    for (const Comparison& comparison : comparisons) {
-        auto measured = nlohmann::ordered_json::array();
-        for (const Measured& one : comparison.measured) {
-            measured.push_back({{"role", one.role},
-                                {"median_ns", one.median},
-                                {"spread_ns", one.spread},
-                                {"ratio", one.ratio},
-                                {"ratio_spread", one.ratioSpread}});
-        }
-        auto parts = nlohmann::ordered_json::array();
-        for (const Part& one : comparison.parts) {
-            parts.push_back(
-                {{"name", one.name}, {"longer", one.longer}, {"shorter", one.shorter}, {"ns", one.nanoseconds}});
-        }
-        rows.push_back({{"what", comparison.what},
-                        {"against", comparison.against},
-                        {"limit", comparison.limit},
-                        {"or_inside_spread", comparison.orInsideSpread},
-                        {"ratio", comparison.Ratio()},
-                        {"spread_of_floors", comparison.SpreadOfFloors()},
-                        {"steady", comparison.IsSteady()},
-                        {"reached", comparison.IsReached()},
-                        {"measured", measured},
-                        {"parts", parts}});
-    }
+    for (const Comparison& comparison : comparisons) rows.push_back(JsonOf(comparison));
     return rows.dump(2);
 }
 
@@ -254,12 +388,13 @@ std::vector<Comparison> ReadComparisons(const std::string& text)
         comparison.against = row["against"];
         comparison.limit = row["limit"];
         comparison.orInsideSpread = row["or_inside_spread"];
+        comparison.syncs = row["syncs"];
         for (const auto& one : row["measured"]) {
-            comparison.measured.push_back(
-                {one["role"], one["median_ns"], one["spread_ns"], one["ratio"], one["ratio_spread"]});
+            comparison.measured.push_back({one["role"], one["is_alternative"], one["median_ns"], one["spread_ns"],
+                                           one["ratio"], one["ratio_spread"], one["over_floor"]});
         }
         for (const auto& one : row["parts"]) {
-            comparison.parts.push_back({one["name"], one["longer"], one["shorter"], one["ns"]});
+            comparison.parts.push_back({one["name"], one["longer"], one["shorter"], one["ns"], one["spread_ns"]});
         }
         comparisons.push_back(std::move(comparison));
     }

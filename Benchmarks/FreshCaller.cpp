@@ -11,5 +11,5 @@ extern "C" __attribute__((visibility("default"))) int __dlog_print(int, int, con
 
 int main()
 {
-    return MigrationCommon::ExecuteUserShell("true", true);
+    return MigrationCommon::ExecuteUserShell("true", true) == 0 ? 0 : 1;
 }

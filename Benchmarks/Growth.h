@@ -9,6 +9,9 @@
 
 namespace bench {
 
+/** By how much an exponent may differ from 1. */
+inline constexpr double kGrowthTolerance = 0.05;
+
 /** The processor time of the same work by the number of records, and what it grows with: 1 is linear. */
 struct GrowthOf {
     std::string role;                 ///< "library" or "floor"

@@ -4,6 +4,7 @@
 #include <Set.h>
 
 #include <cctype>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,7 @@
 #include <map>
 
 #include "Comparison.h"
+#include "Statistics.h"
 
 namespace bench {
 
@@ -95,6 +97,42 @@ class CallgrindFile {
     bool isCostOfCall_ = false;
 };
 
+/** What the counts of one role come to. */
+Count Together(const std::vector<Count>& counts)
+{
+    const auto row = [&](long Count::*member) {
+        std::vector<double> values;
+        for (const Count& one : counts) values.push_back(static_cast<double>(one.*member));
+        return values;
+    };
+    Count all = counts.front();
+    all.instructions = std::lround(Median(row(&Count::instructions)));
+    all.spread = std::lround(Spread(row(&Count::instructions)));
+    all.own = std::lround(Median(row(&Count::own)));
+    all.allocations = std::lround(Median(row(&Count::allocations)));
+    return all;
+}
+
+/** The counts in a directory, in the order in which they were made. */
+std::vector<Instructions> ReadCounts(const fs::path& directory)
+{
+    std::vector<Instructions> all;
+    std::vector<Count> counts;
+    for (int dump = 1;; ++dump) {
+        const CallgrindFile file(directory / ("out." + std::to_string(dump)));
+        if (!file.IsThere()) return all;
+        if (file.Name() == kNotCounted) continue;
+        counts.push_back(file.Counted());
+        if (counts.size() < kCounts) continue;
+        const std::size_t separator = file.Name().rfind(kRoleSeparator);
+        const std::string what = file.Name().substr(0, separator);
+        counts.front().role = file.Name().substr(separator + 1);
+        if (all.empty() || all.back().what != what) all.push_back({what, {}});
+        all.back().counts.push_back(Together(counts));
+        counts.clear();
+    }
+}
+
 std::vector<Instructions> CountGroup(const std::string& name, const std::string& program)
 {
     std::cerr << "instructions of " << name << "..." << std::endl;
@@ -106,17 +144,7 @@ std::vector<Instructions> CountGroup(const std::string& name, const std::string&
                         "--count", name};
     launch.environment = vbset::Environment({});
     const int status = vbset::WaitFor(vbset::Start(launch));
-    std::vector<Instructions> all;
-    for (int dump = 1; status == 0; ++dump) {
-        const CallgrindFile file(directory + "/out." + std::to_string(dump));
-        if (!file.IsThere()) break;
-        if (file.Name() == kNotCounted) continue;
-        const std::size_t separator = file.Name().rfind(kRoleSeparator);
-        const std::string what = file.Name().substr(0, separator);
-        if (all.empty() || all.back().what != what) all.push_back({what, {}});
-        all.back().counts.push_back(file.Counted());
-        all.back().counts.back().role = file.Name().substr(separator + 1);
-    }
+    const std::vector<Instructions> all = status == 0 ? ReadCounts(directory) : std::vector<Instructions>{};
     fs::remove_all(directory);
     if (all.empty()) throw vbset::Error("the instructions of " + name + " could not be counted");
     return all;

@@ -3,16 +3,16 @@
  */
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
 namespace bench {
 
-/** One role of a comparison, carried out once. */
+/** One role of a comparison, carried out several times: medians. */
 struct Count {
     std::string role;
     long instructions = 0;  ///< of all threads of the process
+    long spread = 0;        ///< of the instructions: half the distance of the quartiles
     long own = 0;           ///< those of them in functions of the library itself, with what is compiled into them
     long allocations = 0;   ///< calls of malloc, calloc and realloc, by whomever
 };

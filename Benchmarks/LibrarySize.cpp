@@ -35,7 +35,7 @@ void AddSections(const std::string& bytes, LibrarySize& size)
             size.text += section.sh_size;
         }
         const bool relocates = section.sh_type == SHT_REL || section.sh_type == SHT_RELA;
-        if (relocates) size.relocations += section.sh_size / section.sh_entsize;
+        if (relocates && section.sh_entsize != 0) size.relocations += section.sh_size / section.sh_entsize;
     }
 }
 
@@ -44,8 +44,11 @@ void AddSections(const std::string& bytes, LibrarySize& size)
 LibrarySize SizeOf(const std::string& name, const std::filesystem::path& file)
 {
     std::ifstream in(file, std::ios::binary);
+    if (!in.is_open()) throw vbset::Error(file.string() + " cannot be read");
     const std::string bytes{std::istreambuf_iterator<char>(in), {}};
     if (bytes.compare(0, SELFMAG, ELFMAG) != 0) throw vbset::Error(file.string() + " is no ELF file");
+    constexpr char kOwnOrder = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ELFDATA2LSB : ELFDATA2MSB;
+    if (bytes.at(EI_DATA) != kOwnOrder) throw vbset::Error(file.string() + " has another byte order");
     LibrarySize size;
     size.name = name;
     if (bytes.at(EI_CLASS) == ELFCLASS32) {

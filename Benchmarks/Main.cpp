@@ -4,9 +4,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include <linux/magic.h>
+#include <sys/vfs.h>
+
 #include <algorithm>
 #include <iostream>
 #include <iterator>
+#include <sstream>
 
 #include "Groups.h"
 #include "OwnProcess.h"
@@ -44,26 +48,40 @@ std::vector<Group> AllGroups(const Places& places)
 }
 
 /** Everything that can be measured on its own. */
-std::vector<std::string> Names(const Places& places)
+std::vector<std::string> Names()
 {
-    std::vector<std::string> names;
-    for (const Group& group : AllGroups(places)) names.push_back(group.name);
-    for (const char* name : {"memory", "growth", "instructions", "size"}) names.push_back(name);
-    return names;
+    std::istringstream text(GROUPS);
+    return {std::istream_iterator<std::string>(text), {}};
 }
 
 /** @return whether all that is wanted is there to be measured; says what there is otherwise */
-bool IsKnown(const Options& options)
+bool AreKnown(const std::vector<std::string>& wanted)
 {
-    const std::vector<std::string> names = Names(options.places);
-    for (const std::string& wanted : options.only) {
-        if (std::find(names.begin(), names.end(), wanted) != names.end()) continue;
-        std::cerr << "vbmigration-bench: nothing that is measured is called '" << wanted << "'; there is";
-        for (const std::string& name : names) std::cerr << ' ' << name;
+    const std::vector<std::string> names = Names();
+    for (const std::string& name : wanted) {
+        if (std::find(names.begin(), names.end(), name) != names.end()) continue;
+        std::cerr << "vbmigration-bench: nothing that is measured is called '" << name << "'; there is";
+        for (const std::string& known : names) std::cerr << ' ' << known;
         std::cerr << '\n';
         return false;
     }
     return true;
+}
+
+bool IsInMemory(const fs::path& directory)
+{
+    struct statfs status {};
+    if (statfs(directory.c_str(), &status) != 0) throw vbset::Error(directory.string() + " cannot be looked at");
+    return status.f_type == TMPFS_MAGIC || status.f_type == RAMFS_MAGIC;
+}
+
+/** The lines of the table say "tmpfs" and "disk". */
+void CheckPlaces(const Options& options)
+{
+    const Places& places = options.places;
+    if (!IsInMemory(places.memory)) throw vbset::Error(places.memory.string() + " is no tmpfs");
+    if (!IsWanted(options, "picture44-disk") && !IsWanted(options, "picture62-disk")) return;
+    if (IsInMemory(places.disk)) throw vbset::Error(places.disk.string() + " is on no disk; --disk takes another one");
 }
 
 std::string MeasureGroup(const Group& group, const Effort& effort)
@@ -77,8 +95,12 @@ void MeasureSteadiness(const Options& options, const std::string& program, Resul
 {
     const fs::path place = options.places.memory;
     if (IsWanted(options, "memory")) {
-        results.memory.push_back(ServiceCallMemory(place, options.quick ? 10000 : 1000000));
-        results.memory.push_back(ServiceCallMemoryWithPlainMalloc(program, options.quick ? 10000 : 100000));
+        const long calls = options.quick ? 10000 : 1000000;
+        MemoryOverTime usual = ServiceCallMemory(place, calls);
+        const MemoryOverTime plain = ServiceCallMemoryWithPlainMalloc(program, calls);
+        if (plain.IsFlat()) usual.rest = "the rest is what malloc keeps for threads; the next lines are without that";
+        results.memory.push_back(usual);
+        results.memory.push_back(plain);
         results.memory.push_back(StoreMemory(place, options.quick ? 1000 : 10000));
     }
     if (IsWanted(options, "growth")) results.growth = GrowthOverRecords(place, options.quick ? 3 : 15);
@@ -107,9 +129,11 @@ Results MeasureEverything(const Options& options, const std::string& program)
 
 void Count(const Options& options)
 {
-    for (const Group& group : AllGroups(options.places)) {
-        if (group.name == options.count) group.run(CountAll);
-    }
+    const std::vector<Group> all = AllGroups(options.places);
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const Group& one) { return one.name == options.count; });
+    if (found == all.end()) throw vbset::Error("nothing is counted of '" + options.count + "'");
+    found->run(CountAll);
 }
 
 int Main(int count, char** values)
@@ -136,10 +160,12 @@ int Main(int count, char** values)
         return 0;
     }
     if (!sample->empty()) {
+        if (options.sample.first < kFirstMemorySample) throw vbset::Error("too few operations for a sample");
         WriteServiceCallSamples(options.places.memory, options.sample.first, options.sample.second);
         return 0;
     }
-    if (!IsKnown(options)) return 2;
+    if (!AreKnown(options.only)) return 2;
+    CheckPlaces(options);
     const Results results = MeasureEverything(options, fs::absolute(values[0]).string());
     options.json ? PrintJson(std::cout, results) : PrintTable(std::cout, results);
     return 0;

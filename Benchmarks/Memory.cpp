@@ -20,8 +20,6 @@ namespace bench {
 
 namespace {
 
-constexpr long kFirstSample = 100;
-
 /** Takes no memory itself. */
 MemorySample Now(long operations)
 {
@@ -40,7 +38,7 @@ std::vector<MemorySample> Repeat(long operations, const std::function<void()>& o
 {
     std::vector<MemorySample> samples;
     samples.reserve(20);
-    long next = kFirstSample;
+    long next = kFirstMemorySample;
     for (long done = 1; done <= operations; ++done) {
         operation();
         if (done != next) continue;
@@ -70,7 +68,7 @@ std::vector<MemorySample> SampleServiceCalls(const std::filesystem::path& place,
     BenchSet set(place, "tv15", "box15");
     set.StartAnsweringService();
     DBusClient& client = *DBusClient::Instance();
-    return Repeat(operations, [&] { client.SendCmdToServer("true"); });
+    return Repeat(operations, [&] { Demand(client.SendCmdToServer("true") == 0, "a service call"); });
 }
 
 std::vector<MemorySample> SampleStores(const std::filesystem::path& place, long operations)
@@ -79,7 +77,8 @@ std::vector<MemorySample> SampleStores(const std::filesystem::path& place, long 
     PictureDataMigration pictures;
     std::vector<unsigned int> uids = vbset::ItemIds(44);
     return Repeat(operations, [&] {
-        pictures.t_StartMigration(uids.data(), static_cast<unsigned int>(uids.size()), "/opt/tv/picture.dat", true);
+        const auto count = static_cast<unsigned int>(uids.size());
+        Demand(pictures.t_StartMigration(uids.data(), count, "/opt/tv/picture.dat", true) == kPictureOk, "a store");
     });
 }
 
@@ -92,11 +91,9 @@ bool MemoryOverTime::IsFlat() const
 
 MemoryOverTime ServiceCallMemory(const std::filesystem::path& place, long operations)
 {
-    MemoryOverTime memory = Read("service calls", InOwnProcess("memory over service calls", [&] {
-                                     return Written(SampleServiceCalls(place, operations));
-                                 }));
-    memory.rest = "the rest is what malloc keeps for threads; the next lines are without that";
-    return memory;
+    return Read("service calls", InOwnProcess("memory over service calls", [&] {
+                    return Written(SampleServiceCalls(place, operations));
+                }));
 }
 
 MemoryOverTime StoreMemory(const std::filesystem::path& place, long operations)
@@ -124,7 +121,8 @@ MemoryOverTime ServiceCallMemoryWithPlainMalloc(const std::string& program, long
 
 void WriteServiceCallSamples(const std::filesystem::path& place, long operations, int descriptor)
 {
-    dprintf(descriptor, "%s", Written(SampleServiceCalls(place, operations)).c_str());
+    const std::string text = Written(SampleServiceCalls(place, operations));
+    if (dprintf(descriptor, "%s", text.c_str()) < 0) throw vbset::Error("the samples could not be written");
 }
 
 }  // namespace bench

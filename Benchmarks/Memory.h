@@ -9,6 +9,9 @@
 
 namespace bench {
 
+/** After how many operations the first sample is taken. */
+inline constexpr long kFirstMemorySample = 100;
+
 /** What a process has after so many operations. */
 struct MemorySample {
     long operations = 0;
@@ -20,7 +23,7 @@ struct MemorySample {
 struct MemoryOverTime {
     std::string what;
     std::vector<MemorySample> samples;
-    std::string rest;  ///< what is known to be added
+    std::string rest;  ///< where what is added comes from, when that is known
 
     bool IsFlat() const;  ///< nothing has been added since the first sample
 };

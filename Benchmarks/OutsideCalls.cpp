@@ -1,19 +1,18 @@
 #include "OutsideCalls.h"
 
+#include <BoardDevices.h>
 #include <EepromMap.h>
 #include <FactoryInterface.h>
 #include <Micom.h>
 #include <PlatformLog.h>
 #include <PlatformPath.h>
 #include <SystemInfo.h>
-#include <VornBoxEncrypt.h>
 
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gio/gio.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,8 +22,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 
 /** The function of this name that comes after this program's. */
 #define NEXT(name)                                                                                   \
@@ -37,12 +38,11 @@ namespace bench {
 
 namespace {
 
-using Call = std::function<void()>;
-
 // One thread records; GLib has others, which make the same calls.
-thread_local std::vector<Call>* recording = nullptr;
+thread_local OutsideCalls* recording = nullptr;
 thread_local bool isPassedOn = false;  // inside an outside function
-thread_local int syncs = 0;            // of the recording
+
+OutsideCalls::Requests requestsOfReplay = OutsideCalls::Requests::ThroughLibDBus;
 
 /** Descriptors and streams as they were while recording, and what replaces them in a replay. */
 std::array<int, 1024> descriptors = [] {
@@ -53,6 +53,11 @@ std::array<int, 1024> descriptors = [] {
 std::map<FILE*, FILE*> streams;
 
 alignas(16) std::array<unsigned char, 1048576> scratch;
+
+int* ScratchNumber()
+{
+    return reinterpret_cast<int*>(scratch.data());
+}
 
 bool IsRecording()
 {
@@ -74,10 +79,19 @@ bool IsKnown(int descriptor)
 template <typename Function, typename... Arguments>
 auto Pass(Function next, Arguments... arguments)
 {
-    const bool before = isPassedOn;
-    isPassedOn = true;
-    const auto result = next(arguments...);
-    isPassedOn = before;
+    struct Passing {
+        const bool before = std::exchange(isPassedOn, true);
+        ~Passing() { isPassedOn = before; }
+    };
+    const Passing passing;
+    return next(arguments...);
+}
+
+/** Keeps a way to make the call again that had this result, when it is one to be recorded. */
+template <typename Result, typename Again>
+Result Kept(Result result, Again again)
+{
+    if (IsRecording()) recording->Add([=] { return again() == result; });
     return result;
 }
 
@@ -85,21 +99,20 @@ auto Pass(Function next, Arguments... arguments)
 template <typename Function>
 auto PassAndKeep(Function call)
 {
-    if (IsRecording()) recording->push_back([call] { call(); });
-    return Pass(call);
+    return Kept(Pass(call), call);
 }
 
 /** The same for a call on a descriptor, when it is one that the recording has seen come into being. */
 template <typename Again, typename Function, typename... Arguments>
 auto PassOnDescriptor(int descriptor, Again again, Function next, Arguments... arguments)
 {
-    if (IsRecording() && IsKnown(descriptor)) {
-        recording->push_back([descriptor, again] { again(Now(descriptor)); });
-    }
-    return Pass(next, descriptor, arguments...);
+    const bool isKept = IsRecording() && IsKnown(descriptor);
+    const auto result = Pass(next, descriptor, arguments...);
+    if (isKept) recording->Add([=] { return again(Now(descriptor)) == result; });
+    return result;
 }
 
-void RunBare(const char* command)
+bool RunBare(const char* command)
 {
     const pid_t child = vfork();
     if (child == 0) {
@@ -107,15 +120,7 @@ void RunBare(const char* command)
         _exit(127);
     }
     int status = 0;
-    waitpid(child, &status, 0);
-}
-
-/** A request to the migration service, made with the plain library call. */
-void RequestBare(GDBusProxy* proxy, const char* method, const std::string& text, int timeout)
-{
-    GVariant* const reply = g_dbus_proxy_call_sync(proxy, method, g_variant_new("(s)", text.c_str()),
-                                                   G_DBUS_CALL_FLAGS_NONE, timeout, nullptr, nullptr);
-    if (reply != nullptr) g_variant_unref(reply);
+    return waitpid(child, &status, 0) == child && status == 0;
 }
 
 }  // namespace
@@ -123,22 +128,39 @@ void RequestBare(GDBusProxy* proxy, const char* method, const std::string& text,
 OutsideCalls OutsideCalls::Record(const std::function<void()>& operation)
 {
     OutsideCalls calls;
-    recording = &calls.calls_;
-    syncs = 0;
+    recording = &calls;
     operation();
     recording = nullptr;
-    calls.syncs_ = syncs;
     return calls;
 }
 
 std::string OutsideCalls::Told() const
 {
-    return " (" + std::to_string(Count()) + " calls, " + std::to_string(syncs_) + (syncs_ == 1 ? " sync)" : " syncs)");
+    std::string text = " (" + std::to_string(calls_.size()) + " calls, ";
+    if (!requests_.empty()) {
+        text += std::to_string(requests_.size()) + " of them requests, " + std::to_string(commands_) + " commands, ";
+    }
+    return text + std::to_string(syncs_) + (syncs_ == 1 ? " sync)" : " syncs)");
 }
 
-void OutsideCalls::Replay() const
+void OutsideCalls::AddCommand(Call call)
 {
-    for (const Call& call : calls_) call();
+    Add(std::move(call));
+    ++commands_;
+}
+
+void OutsideCalls::AddRequest(const ServiceRequest& request, const std::function<bool(const ServiceRequest&)>& send)
+{
+    requests_.push_back(request);
+    Add([=] { return send(request); });
+}
+
+bool OutsideCalls::Replay(Requests requests) const
+{
+    requestsOfReplay = requests;
+    bool isDone = true;
+    for (const Call& call : calls_) isDone = call() && isDone;
+    return isDone;
 }
 
 }  // namespace bench
@@ -152,44 +174,38 @@ extern "C" {
 /** The log's sink: messages cost the call and nothing else. */
 int __dlog_print(int logId, int priority, const char* tag, const char*, ...)
 {
-    if (IsRecording()) recording->push_back([=] { __dlog_print(logId, priority, tag, "%d %d %d", 0, 0, 0); });
-    return 0;
+    return Kept(0, [=] { return __dlog_print(logId, priority, tag, "%d %d %d", 0, 0, 0); });
 }
 
 int GetMigrationItemSize(unsigned int uid, int* size)
 {
-    if (IsRecording()) {
-        recording->push_back([=] { NEXT(GetMigrationItemSize)(uid, reinterpret_cast<int*>(scratch.data())); });
-    }
-    return Pass(NEXT(GetMigrationItemSize), uid, size);
+    return Kept(Pass(NEXT(GetMigrationItemSize), uid, size),
+                [=] { return NEXT(GetMigrationItemSize)(uid, ScratchNumber()); });
 }
 
 int GetMigrationItemData(unsigned int uid, unsigned int* storeType, int* length, unsigned char* data)
 {
-    if (IsRecording()) {
-        recording->push_back([=] {
-            unsigned int type = 0;
-            int ignored = 0;
-            NEXT(GetMigrationItemData)(uid, &type, &ignored, scratch.data());
-        });
-    }
-    return Pass(NEXT(GetMigrationItemData), uid, storeType, length, data);
+    return Kept(Pass(NEXT(GetMigrationItemData), uid, storeType, length, data), [=] {
+        unsigned int type = 0;
+        int ignored = 0;
+        return NEXT(GetMigrationItemData)(uid, &type, &ignored, scratch.data());
+    });
 }
 
 int SetMigrationItemData(unsigned int uid, unsigned int storeType, unsigned char* data, unsigned int size)
 {
+    const int result = Pass(NEXT(SetMigrationItemData), uid, storeType, data, size);
     if (IsRecording()) {
-        recording->push_back([=, bytes = std::vector<unsigned char>(data, data + size)]() mutable {
-            NEXT(SetMigrationItemData)(uid, storeType, bytes.data(), size);
+        recording->Add([=, bytes = std::vector<unsigned char>(data, data + size)]() mutable {
+            return NEXT(SetMigrationItemData)(uid, storeType, bytes.data(), size) == result;
         });
     }
-    return Pass(NEXT(SetMigrationItemData), uid, storeType, data, size);
+    return result;
 }
 
 int GetData(unsigned int uid, void* buffer)
 {
-    if (IsRecording()) recording->push_back([=] { NEXT(GetData)(uid, scratch.data()); });
-    return Pass(NEXT(GetData), uid, buffer);
+    return Kept(Pass(NEXT(GetData), uid, buffer), [=] { return NEXT(GetData)(uid, scratch.data()); });
 }
 
 int DoVornBoxFactoryDatasSync(int mode, int tvYear)
@@ -199,69 +215,69 @@ int DoVornBoxFactoryDatasSync(int mode, int tvYear)
 
 int eeprom_read(unsigned int item, int size, unsigned char* buffer)
 {
-    if (IsRecording()) recording->push_back([=] { NEXT(eeprom_read)(item, size, scratch.data()); });
-    return Pass(NEXT(eeprom_read), item, size, buffer);
+    return Kept(Pass(NEXT(eeprom_read), item, size, buffer),
+                [=] { return NEXT(eeprom_read)(item, size, scratch.data()); });
 }
 
 int eeprom_write(unsigned int item, int size, const unsigned char* buffer)
 {
+    const int result = Pass(NEXT(eeprom_write), item, size, buffer);
     if (IsRecording()) {
-        recording->push_back([=, bytes = std::vector<unsigned char>(buffer, buffer + size)] {
-            NEXT(eeprom_write)(item, size, bytes.data());
+        recording->Add([=, bytes = std::vector<unsigned char>(buffer, buffer + size)] {
+            return NEXT(eeprom_write)(item, size, bytes.data()) == result;
         });
     }
-    return Pass(NEXT(eeprom_write), item, size, buffer);
+    return result;
 }
 
 int eeprom_write_migrated_mac(const unsigned char* mac, int size)
 {
+    const int result = Pass(NEXT(eeprom_write_migrated_mac), mac, size);
     if (IsRecording()) {
-        recording->push_back([=, bytes = std::vector<unsigned char>(mac, mac + size)] {
-            NEXT(eeprom_write_migrated_mac)(bytes.data(), size);
+        recording->Add([=, bytes = std::vector<unsigned char>(mac, mac + size)] {
+            return NEXT(eeprom_write_migrated_mac)(bytes.data(), size) == result;
         });
     }
-    return Pass(NEXT(eeprom_write_migrated_mac), mac, size);
+    return result;
 }
 
 int micom_check_serdes_lock(int* status)
 {
-    if (IsRecording()) {
-        recording->push_back([] { NEXT(micom_check_serdes_lock)(reinterpret_cast<int*>(scratch.data())); });
-    }
-    return Pass(NEXT(micom_check_serdes_lock), status);
+    return Kept(Pass(NEXT(micom_check_serdes_lock), status),
+                [] { return NEXT(micom_check_serdes_lock)(ScratchNumber()); });
 }
 
 int micom_get_tv_side_mac_addr(unsigned char* mac)
 {
-    if (IsRecording()) recording->push_back([] { NEXT(micom_get_tv_side_mac_addr)(scratch.data()); });
-    return Pass(NEXT(micom_get_tv_side_mac_addr), mac);
+    return Kept(Pass(NEXT(micom_get_tv_side_mac_addr), mac),
+                [] { return NEXT(micom_get_tv_side_mac_addr)(scratch.data()); });
 }
 
 int system_info_get_value_int(int key, int* value)
 {
-    if (IsRecording()) {
-        recording->push_back([=] { NEXT(system_info_get_value_int)(key, reinterpret_cast<int*>(scratch.data())); });
-    }
-    return Pass(NEXT(system_info_get_value_int), key, value);
+    return Kept(Pass(NEXT(system_info_get_value_int), key, value),
+                [=] { return NEXT(system_info_get_value_int)(key, ScratchNumber()); });
 }
 
 int system_info_get_value_string(int key, char** value)
 {
-    if (IsRecording()) {
-        recording->push_back([=] {
-            char* text = nullptr;
-            if (NEXT(system_info_get_value_string)(key, &text) == 0) std::free(text);
-        });
-    }
-    return Pass(NEXT(system_info_get_value_string), key, value);
+    return Kept(Pass(NEXT(system_info_get_value_string), key, value), [=] {
+        char* text = nullptr;
+        const int again = NEXT(system_info_get_value_string)(key, &text);
+        if (again == 0) std::free(text);
+        return again;
+    });
 }
 
 const char* tzplatform_mkpath(int variable, const char* path)
 {
+    const char* const result = Pass(NEXT(tzplatform_mkpath), variable, path);
     if (IsRecording()) {
-        recording->push_back([=, text = std::string(path)] { NEXT(tzplatform_mkpath)(variable, text.c_str()); });
+        recording->Add([=, text = std::string(path)] {
+            return (NEXT(tzplatform_mkpath)(variable, text.c_str()) == nullptr) == (result == nullptr);
+        });
     }
-    return Pass(NEXT(tzplatform_mkpath), variable, path);
+    return result;
 }
 
 int open(const char* path, int flags, ...)
@@ -273,9 +289,10 @@ int open(const char* path, int flags, ...)
     const int descriptor = Pass(NEXT(open), path, flags, mode);
     if (IsRecording()) {
         if (descriptor >= 0) Now(descriptor) = descriptor;
-        recording->push_back([=, text = std::string(path)] {
+        recording->Add([=, text = std::string(path)] {
             const int now = NEXT(open)(text.c_str(), flags, mode);
             if (descriptor >= 0) Now(descriptor) = now;
+            return (now >= 0) == (descriptor >= 0);
         });
     }
     return descriptor;
@@ -299,23 +316,26 @@ ssize_t write(int descriptor, const void* buffer, size_t size)
 
 int fsync(int descriptor)
 {
-    if (IsRecording() && IsKnown(descriptor)) ++syncs;
+    if (IsRecording() && IsKnown(descriptor)) recording->AddSync();
     return PassOnDescriptor(descriptor, [](int now) { return NEXT(fsync)(now); }, NEXT(fsync));
 }
 
 int close(int descriptor)
 {
-    return PassOnDescriptor(descriptor, [](int now) { return NEXT(close)(now); }, NEXT(close));
+    const int result = PassOnDescriptor(descriptor, [](int now) { return NEXT(close)(now); }, NEXT(close));
+    if (IsRecording() && IsKnown(descriptor)) Now(descriptor) = -1;
+    return result;
 }
 
 int stat(const char* path, struct stat* status) noexcept
 {
+    const int result = Pass(NEXT(stat), path, status);
     if (IsRecording()) {
-        recording->push_back([text = std::string(path)] {
-            NEXT(stat)(text.c_str(), reinterpret_cast<struct stat*>(scratch.data()));
+        recording->Add([=, text = std::string(path)] {
+            return NEXT(stat)(text.c_str(), reinterpret_cast<struct stat*>(scratch.data())) == result;
         });
     }
-    return Pass(NEXT(stat), path, status);
+    return result;
 }
 
 int ioctl(int descriptor, unsigned long request, ...) noexcept
@@ -326,7 +346,12 @@ int ioctl(int descriptor, unsigned long request, ...) noexcept
     va_end(list);
     // A request that takes a level has a small number for a pointer; one that writes through its pointer gets a place.
     const bool isNumber = reinterpret_cast<std::uintptr_t>(argument) < 4096;
-    const auto again = [=](int now) { return NEXT(ioctl)(now, request, isNumber ? argument : scratch.data()); };
+    FrontendDebugCommand_t command{};
+    if (request == FE_SEND_DBG_CMD) std::memcpy(&command, argument, sizeof command);
+    const auto again = [=](int now) {
+        if (request == FE_SEND_DBG_CMD) return NEXT(ioctl)(now, request, &command);
+        return NEXT(ioctl)(now, request, isNumber ? argument : scratch.data());
+    };
     return PassOnDescriptor(descriptor, again, NEXT(ioctl), request, argument);
 }
 
@@ -342,9 +367,12 @@ FILE* fopen64(const char* path, const char* mode)
     if (IsRecording() && stream != nullptr) {
         const int descriptor = fileno(stream);
         Now(descriptor) = descriptor;
-        recording->push_back([=, text = std::string(path), how = std::string(mode)] {
-            streams[stream] = NEXT(fopen64)(text.c_str(), how.c_str());
-            Now(descriptor) = fileno(streams[stream]);
+        recording->Add([=, text = std::string(path), how = std::string(mode)] {
+            FILE* const now = NEXT(fopen64)(text.c_str(), how.c_str());
+            if (now == nullptr) return false;
+            streams[stream] = now;
+            Now(descriptor) = fileno(now);
+            return true;
         });
     }
     return stream;
@@ -353,7 +381,8 @@ FILE* fopen64(const char* path, const char* mode)
 int fclose(FILE* stream)
 {
     if (IsRecording() && IsKnown(fileno(stream))) {
-        recording->push_back([=] { NEXT(fclose)(streams[stream]); });
+        recording->Add([=] { return NEXT(fclose)(streams[stream]) == 0; });
+        Now(fileno(stream)) = -1;
     }
     return Pass(NEXT(fclose), stream);
 }
@@ -366,7 +395,7 @@ int execl(const char* path, const char* argument, ...) noexcept
     const char* const option = va_arg(list, const char*);
     const char* const command = va_arg(list, const char*);
     va_end(list);
-    if (IsRecording()) recording->push_back([text = std::string(command)] { RunBare(text.c_str()); });
+    if (IsRecording()) recording->AddCommand([text = std::string(command)] { return RunBare(text.c_str()); });
     return NEXT(execl)(path, argument, option, command, static_cast<char*>(nullptr));
 }
 
@@ -376,11 +405,12 @@ void g_dbus_proxy_call(GDBusProxy* proxy, const gchar* method, GVariant* paramet
     if (IsRecording()) {
         const gchar* text = nullptr;
         g_variant_get(parameters, "(&s)", &text);
-        recording->push_back([=, name = std::string(method), request = std::string(text)] {
-            RequestBare(proxy, name.c_str(), request, timeout);
+        recording->AddRequest({method, text, timeout}, [proxy](const ServiceRequest& request) {
+            return requestsOfReplay == OutsideCalls::Requests::ThroughGLib ? SendThroughGLib(proxy, request)
+                                                                           : SendThroughLibDBus(request);
         });
     }
-    NEXT(g_dbus_proxy_call)(proxy, method, parameters, flags, timeout, cancellable, callback, data);
+    Pass(NEXT(g_dbus_proxy_call), proxy, method, parameters, flags, timeout, cancellable, callback, data);
 }
 
 }  // extern "C"
