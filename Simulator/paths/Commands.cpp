@@ -56,6 +56,7 @@ void RememberCommand(const char* line) noexcept
     if (commands == nullptr) return;
     Command& command = commands->slots[commands->next++ % Commands::capacity];
     command.child.store(0, std::memory_order_relaxed);
+    if (line == nullptr) line = "";
     const std::size_t length = strnlen(line, sizeof command.line - 1);
     std::memcpy(command.line, line, length);
     command.line[length] = '\0';

@@ -42,7 +42,7 @@ const std::vector<ExportedFunction>& ExportedFunctions()
         {"dump", true, [] { return migration_api_dump_non_volatile_data(); }},
         {"store sync", false, [] { return migration_api_do_vornBox_store_data_sync(); }},
         {"picture sync", true, [] { return migration_api_do_vornBox_picture_data_sync(VB_INFO_VB_FAC_TO_TV_SPI); }},
-        {"mount", true, [] { return migration_api_mountpartition(); }},
+        {"mount", false, [] { return migration_api_mountpartition(); }},
         {"set item", true, [] { return migration_api_set_factory_item(1714, 1); }},
         {"convert", true, Convert},
         {"test data", true, [] { return migration_api_get_vornBox_migration_test_data(20); }},

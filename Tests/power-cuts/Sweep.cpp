@@ -185,7 +185,7 @@ void Work(const SweepOptions& options, const std::vector<Job>& jobs, Totals& tot
     Worker worker(options, totals);
     for (unsigned long next = totals.nextJob++; next < jobs.size(); next = totals.nextJob++) {
         // Roughly how many cases there are in all; a sample takes its share of each.
-        constexpr double casesInAll = 305000;
+        constexpr double casesInAll = 300000;
         worker.Do(jobs[next], options.all ? 1 : static_cast<double>(options.sample) / casesInAll);
     }
 }
