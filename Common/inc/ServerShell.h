@@ -6,5 +6,5 @@
 #include <optional>
 
 /** Runs a command line on the migration service, as MigrationCommon::ExecuteUserShell() does.
- * @return its status; none without memory for the client or the request: then the service was not asked */
+ * @return its status, -1 without memory for the client; none without memory for the request, when nobody was asked */
 std::optional<int> ExecuteOnServer(const char* command) noexcept;

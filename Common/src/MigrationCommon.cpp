@@ -100,7 +100,7 @@ try {
     DBusClient* const client = DBusClient::Instance();
     if (client == nullptr) {
         LOG_FOR(LOG_UNIT, kOperation, kLogError, "could not get the g client instance...");
-        return std::nullopt;
+        return -1;
     }
     return client->SendCmdToServer(command);
 } catch (...) {

@@ -52,8 +52,12 @@ class MemoryFaults : public OnSet {
     /** Which of the two data files is not as MakeData() left it, and whether a backup went astray; empty when all
      * is well. */
     std::string LostData();
-    /** Whether the migration partition has ever been formatted since then. */
-    bool WasFormatted();
+    /** Whether a call in this or another process found no memory for the service client, since the last Forget(). That
+     * counts as a command that failed, also as a mount; a mount that fails is followed by a format. */
+    bool LackedClient() const;
+
+    void ExpectNothingLost();
+    void ExpectNotFormatted();
 
     int PowerFlag();
     /** A number that the TV keeps while it is on, such as "tuner_mute". */

@@ -64,7 +64,7 @@ class WithoutMemory : public MemoryFaults {
                 ExpectStarted(went);
                 ExpectUnmounted(went);
                 EXPECT_TRUE(!ThisWorld().hasService || went.ranOut || went.result != 0 || Set().IsMounted("migration"));
-                EXPECT_FALSE(WasFormatted());
+                ExpectNotFormatted();
             };
         }
         return start;
@@ -81,7 +81,7 @@ class WithoutMemory : public MemoryFaults {
                 // It unmounts once when it succeeded, twice when it failed.
                 const bool isUnmounted = !went.ranOut || (went.result != 0 && !went.forEver);
                 EXPECT_FALSE(isUnmounted && Set().IsMounted("migration"));
-                EXPECT_FALSE(WasFormatted());
+                ExpectNotFormatted();
             };
         }
         return end;
@@ -158,7 +158,7 @@ std::vector<Call> WithoutMemory::WholeData()
     };
     // A second one looks below the folder that the first one chose.
     Call restore{"restore", migration_api_restore_non_volatile_data, year <= 14 ? 0 : -1, {}, [] { return 0; }};
-    dump.after = restore.after = [=](const Went&) { EXPECT_FALSE(WasFormatted()); };
+    dump.after = restore.after = [=](const Went&) { ExpectNotFormatted(); };
     return {dump, restore};
 }
 

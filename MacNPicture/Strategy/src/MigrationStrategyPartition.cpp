@@ -36,16 +36,9 @@ bool RunOnServer(const char* command, int& result)
     return result == 0;
 }
 
-/** What came of a mount that is followed by a format when it fails. One that could not be asked for, for want of memory
- * or of a process, has not failed there: what the partition holds stays, as if the format had not been possible either. */
+/** What came of a mount that is followed by a format when it fails. One whose request found no memory has not failed
+ * there: what the partition holds stays, as if the format had not been possible either. */
 enum class Mount { kDone, kFailed, kNotAsked };
-
-Mount MountHere(const char* command)
-{
-    constexpr int kNoChild = -1;
-    const int status = MigrationCommon::ExecuteUserShell(command, false);
-    return status == 0 ? Mount::kDone : status == kNoChild ? Mount::kNotAsked : Mount::kFailed;
-}
 
 Mount MountOnServer(const char* command)
 {
@@ -60,14 +53,13 @@ const char* const kFormatDataSync = "/bin/spi_init.sh format  data_sync";
 /** @return whether this process could mount data_sync, or format it, after which no mount is tried */
 bool MountDataSyncHere(const char* operation)
 {
-    const Mount mount = MountHere(kMountDataSync);
-    if (mount == Mount::kDone) {
+    int result = 0;
+    if (RunHere(kMountDataSync, result)) {
         LOG_FOR(LOG_UNIT, operation, kLogInfo, " This process mount data_sync succeed ");
         return true;
     }
     LOG_FOR(LOG_UNIT, operation, kLogError, " This process mount data_sync Did not succeed ");
-    int result = -1;
-    if (mount == Mount::kFailed && RunHere(kFormatDataSync, result)) {
+    if (RunHere(kFormatDataSync, result)) {
         LOG_FOR(LOG_UNIT, operation, kLogInfo, " This process format data_sync succeed ");
         return true;
     }
