@@ -184,6 +184,6 @@ void FaultedFlow::ExpectAGoodBackup(const std::string& after)
 
 void FaultedFlow::ExpectNothingHeld(const std::string& after)
 {
-    const Resources now = Resources::Now();
+    const Resources now = Resources::NowOrSoon(before_);
     EXPECT_TRUE(now.AreNoMoreThan(before_)) << after << "\nnow " << now << "\nbefore " << before_;
 }

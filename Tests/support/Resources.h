@@ -11,13 +11,17 @@ struct Resources {
     /** What this process holds now. */
     static Resources Now();
 
+    /** What it holds when that is no more than before, or else after a second: what a thread gives back as it ends may
+     * still be held for a moment after it was joined. */
+    static Resources NowOrSoon(const Resources& before);
+
     /** Whether all of this was held before. */
     bool AreNoMoreThan(const Resources& before) const;
 
     std::map<int, std::string> descriptors;  ///< number and what it is
     int children = 0;                        ///< processes, ended or not
     int threads = 0;
-    int mappings = 0;        ///< regions of memory
+    int mappings = 0;        ///< regions of memory that show a file, but for the system's
     int temporaryFiles = 0;  ///< below the directory for them
 };
 
