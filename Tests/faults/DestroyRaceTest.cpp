@@ -26,6 +26,7 @@ void PassTime(std::mt19937& random)
 TEST(DestroyRace, EveryCallReturnsWhateverTheMoment)
 {
     constexpr int kTimes = 10000;
+    const OwnTemporaryFiles temporaryFiles;
     AnswerRequests([](const char*) { return g_variant_new("(s)", "0:0:0:"); });
     DBusClient& client = *DBusClient::Instance();
     std::mt19937 random{1};

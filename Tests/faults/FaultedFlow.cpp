@@ -54,8 +54,7 @@ void FaultedFlow::StartPairing(const Pairing& pairing)
         always_ = {{"service.reply.6", "0:0:0"}, {"service.reply.7", "0:0:0"}};
     }
     Switch({}, true);
-    std::filesystem::create_directory(Temporary() / "tmp");
-    setenv("TMPDIR", (Temporary() / "tmp").c_str(), 1);
+    temporaryFiles_.emplace();
 }
 
 void FaultedFlow::MakeAllThatStays()

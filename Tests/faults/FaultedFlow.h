@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -81,5 +82,6 @@ class FaultedFlow : public OnSet {
 
     int backup_ = VB_MIGRATION_TYPE_BACKUP;  ///< the type of a backup; that of a restore is one more
     Faults always_;
+    std::optional<OwnTemporaryFiles> temporaryFiles_;
     Resources before_;
 };

@@ -203,6 +203,7 @@ TEST(GarbledReplies, GiveWhatTheFormatOfRepliesSays)
     AnswerRequests([&](const char*) { return OnTheBus(reply); });
     DBusClient& client = *DBusClient::Instance();
     Garbler garbler(1);
+    const OwnTemporaryFiles temporaryFiles;
     Resources before;
     const int cases = TriesAll() ? 1'000'000 : 20'000;
     for (int i = 0; i < cases; ++i) {

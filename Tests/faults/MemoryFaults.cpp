@@ -3,7 +3,6 @@
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -11,14 +10,13 @@
 #include <fstream>
 #include <new>
 #include <set>
-#include <thread>
 
 #include "AllocationFailure.h"
 #include "Child.h"
 #include "LegacyBackup.h"
 #include "MigrationStrategy.h"
 #include "PlatformPath.h"
-#include "Resources.h"
+#include "Soon.h"
 #include "Try.h"
 #include "VBMigration.h"
 #include "VEMigration.h"
@@ -96,11 +94,11 @@ struct Held {
     /** What GLib's threads are about to give back may still be held for a moment. */
     static Held NowOrSoon(const Held& elsewhere)
     {
-        Held held = Now();
-        for (int looks = 1; looks < 1000 && held.descriptors > elsewhere.descriptors; ++looks) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        Held held;
+        Soon([&] {
             held = Now();
-        }
+            return held.descriptors <= elsewhere.descriptors && held.threads <= elsewhere.threads;
+        });
         return held;
     }
 
@@ -141,8 +139,7 @@ void MemoryFaults::StartWorld(const World& world)
 {
     world_ = world;
     Start(world.tv, world.box);
-    fs::create_directory(Temporary() / "tmp");
-    setenv("TMPDIR", (Temporary() / "tmp").c_str(), 1);
+    temporaryFiles_.emplace();
     if (world.hasService) StartService();
     // Scripts that are of no account here end at once. Those that mount, unmount and format are run, by the service.
     Fault("local.spi_init.sh", world.hasService ? "1" : "0");

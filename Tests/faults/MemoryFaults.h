@@ -4,9 +4,11 @@
  */
 #pragma once
 
+#include <Resources.h>
 #include <TestSet.h>
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -72,6 +74,7 @@ class MemoryFaults : public OnSet {
     void Run(const Call& call, long nth, bool forEver, const Seen& unfailed, Seen& seen);
 
     World world_{};
+    std::optional<OwnTemporaryFiles> temporaryFiles_;
     std::string serviceFile_;
     std::string backupFile_;
 };

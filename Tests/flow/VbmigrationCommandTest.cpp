@@ -205,7 +205,7 @@ TEST_F(VbmigrationCommand, NamesTheCallThatItWaitsInWhenTheTimeoutPasses)
 TEST_F(VbmigrationCommand, TellsTheUnfinishedCallAsJsonWhenTheTimeoutPasses)
 {
     EXPECT_EQ(OnSet({"notify", "backup", "start"}).status, 0);
-    const json calls = CallsOnSet({"backup", "--timeout", "0.5"}, {"service.state=silent"});
+    const json calls = CallsOnSet({"backup", "--timeout", "3"}, {"service.state=silent"});
     ASSERT_EQ(calls.size(), 1U);
     EXPECT_EQ(calls.at(0).at("function"), kNotify);
     EXPECT_TRUE(calls.at(0).at("result").is_null());

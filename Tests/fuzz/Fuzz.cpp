@@ -51,9 +51,11 @@ class TemporarySet {
  private:
     static fs::path NewDirectory()
     {
-        std::string name = (fs::exists("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path()) / "fuzz-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) std::abort();
-        return name;
+        for (const fs::path& parent : {fs::path("/dev/shm"), fs::temp_directory_path()}) {
+            std::string name = parent / "fuzz-XXXXXX";
+            if (mkdtemp(name.data()) != nullptr) return name;
+        }
+        std::abort();
     }
 
     fs::path directory_ = NewDirectory();

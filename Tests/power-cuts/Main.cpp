@@ -2,9 +2,11 @@
 #include <Set.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "Sweep.h"
 #include "Table.h"
@@ -70,7 +72,7 @@ int ListPoints(const std::string& id)
 int Parse(int argc, char** argv)
 {
     powercut::SweepOptions options;
-    options.jobs = static_cast<unsigned int>(sysconf(_SC_NPROCESSORS_ONLN));
+    options.jobs = std::max(std::thread::hardware_concurrency(), 1U);
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         const char* const next = argv[i + 1];

@@ -1,11 +1,14 @@
 #include "Resources.h"
 
+#include <Soon.h>
+
 #include <algorithm>
-#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <thread>
+#include <stdexcept>
+#include <string>
 
 namespace fs = std::filesystem;
 
@@ -59,11 +62,11 @@ Resources Resources::Now()
 
 Resources Resources::NowOrSoon(const Resources& before)
 {
-    Resources now = Now();
-    for (int looks = 1; looks < 1000 && !now.AreNoMoreThan(before); ++looks) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    Resources now;
+    Soon([&] {
         now = Now();
-    }
+        return now.AreNoMoreThan(before);
+    });
     return now;
 }
 
@@ -81,4 +84,19 @@ std::ostream& operator<<(std::ostream& out, const Resources& resources)
         << " mappings, " << resources.temporaryFiles << " temporary files, descriptors:";
     for (const auto& [number, target] : resources.descriptors) out << ' ' << number << '=' << target;
     return out;
+}
+
+OwnTemporaryFiles::OwnTemporaryFiles()
+{
+    std::string name = fs::temp_directory_path() / "own-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
+    directory_ = name;
+    setenv("TMPDIR", name.c_str(), 1);
+}
+
+OwnTemporaryFiles::~OwnTemporaryFiles()
+{
+    setenv("TMPDIR", directory_.parent_path().c_str(), 1);
+    std::error_code ignored;
+    fs::remove_all(directory_, ignored);
 }

@@ -1,7 +1,6 @@
 #include "PictureOnSet.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -54,14 +53,7 @@ int OpenDescriptors()
 
 void OnPictureSet::PutUnopenable(const std::string& path)
 {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    const std::string host = Host(path).string();
-    ASSERT_LT(host.size(), sizeof address.sun_path);
-    host.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
-    ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0) << std::strerror(errno);
-    close(descriptor);
+    ASSERT_EQ(mknod(Host(path).c_str(), S_IFSOCK | 0600, 0), 0) << std::strerror(errno);
 }
 
 void OnPictureSet::PutItem(std::uint32_t uid, std::uint32_t storeType, const std::string& data)

@@ -1,5 +1,5 @@
 // Picture files of any contents. What they have to come to is told by a model that shares nothing with the library: it
-// walks the bytes one by one. TEST_SEED in the environment repeats a run; a failure names its seed.
+// walks the bytes one by one. The seed is TEST_SEED of the environment, or 1; a failure names it.
 
 #include "PictureOnSet.h"
 
@@ -21,7 +21,7 @@ constexpr int kRounds = 150;
 unsigned int Seed()
 {
     const char* const given = std::getenv("TEST_SEED");
-    return given != nullptr ? static_cast<unsigned int>(std::strtoul(given, nullptr, 10)) : std::random_device{}();
+    return given != nullptr ? static_cast<unsigned int>(std::strtoul(given, nullptr, 10)) : 1;
 }
 
 class Dice {

@@ -6,10 +6,10 @@
 
 #include <DBusServiceClient.h>
 #include <LoopHook.h>
+#include <Soon.h>
 #include <TestSet.h>
 
 #include <chrono>
-#include <functional>
 #include <future>
 #include <string>
 #include <thread>
@@ -18,26 +18,18 @@ class ServiceConnection : public OnSet {
  protected:
     ServiceConnection() { Start(); }
 
-    /** Waits until something is so, which has to happen some time. */
-    static void Until(const std::function<bool()>& isSo)
-    {
-        for (int tries = 0; !isSo(); ++tries) {
-            ASSERT_LT(tries, 3000) << "it never came to be";
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-    }
-
     /** Waits until the service has taken its @p nth request, whether it answers or not. */
     void UntilServiceHasTaken(int nth)
     {
-        Until([this, nth] {
+        const auto hasTaken = [this, nth] {
             const std::string trace = ReadFile(Set().TvDirectory() / "trace.jsonl");
             int taken = 0;
             for (std::size_t at = 0; (at = trace.find("\"kind\":\"service\"", at)) != std::string::npos; ++at) {
                 ++taken;
             }
             return taken >= nth;
-        });
+        };
+        ASSERT_TRUE(Soon(hasTaken));
     }
 };
 

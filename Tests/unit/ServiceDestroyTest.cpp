@@ -96,10 +96,10 @@ TEST_F(ServiceDestroy, WhatDestroyLeavesInTheMainContextGoesOnceTheCallIsOver)
 
     const auto isLeft = [&client] { return g_main_context_find_source_by_user_data(nullptr, &client) != nullptr; };
     EXPECT_TRUE(isLeft());  // for another thread may have iterated the context before the loop ran
-    Until([&] {
+    EXPECT_TRUE(Soon([&] {
         g_main_context_iteration(nullptr, FALSE);
         return !isLeft();
-    });
+    }));
 }
 
 TEST_F(ServiceDestroy, DestroyBetweenTheMakingOfALoopAndItsRunIsNotLost)
@@ -146,14 +146,14 @@ TEST_F(ServiceDestroy, AReplyToACallThatDestroyEndedEndsNoLaterOne)
 {
     StartService();
     DBusClient& client = *DBusClient::Instance();
-    Fault("service.delay", "300");
+    Fault("service.delay", "1500");
     auto first = InThread([&client] { return client.SendCmdToServer("mkdir -p /opt/tv/x"); });
     UntilServiceHasTaken(1);
     client.Destroy();
     EXPECT_EQ(first.get(), -1);
 
     auto second = InThread([&client] { return client.SendCmdToServer("mkdir -p /opt/tv/y"); });
-    Until([this] { return Calls({"request"}).size() == 1; });
+    ASSERT_TRUE(Soon([this] { return Calls({"request"}).size() == 1; }));
     EXPECT_TRUE(IsBlocked(second));
     client.Destroy();
     EXPECT_EQ(second.get(), -1);
@@ -164,18 +164,18 @@ TEST_F(ServiceDestroy, AReadReplyThatComesAfterDestroyWritesNowhere)
 {
     StartService();
     DBusClient& client = *DBusClient::Instance();
-    Fault("service.delay", "300");
+    Fault("service.delay", "1500");
     unsigned char bytes[6] = {1, 2, 3, 4, 5, 6};
     auto read = InThread([&] { return client.ReadOnServer("/dev/mtdblock3", 6, bytes); });
     UntilServiceHasTaken(1);
     client.Destroy();
     EXPECT_TRUE(read.get());
 
-    Until([this] {
+    ASSERT_TRUE(Soon([this] {
         while (g_main_context_iteration(nullptr, FALSE)) {
         }
         return Calls({"request"}).size() == 1;
-    });
+    }));
     EXPECT_THAT(bytes, ElementsAre(1, 2, 3, 4, 5, 6));  // the caller may have released them long ago
 }
 
@@ -183,14 +183,14 @@ TEST_F(ServiceDestroy, AReplyToACallThatDestroyHasEndedIsNotTakenForTheNextOne)
 {
     StartService();
     DBusClient& client = *DBusClient::Instance();
-    Fault("service.delay", "200");
+    Fault("service.delay", "1000");
     auto ended = InThread([&client] { return client.PathExists("/opt/tv/nothing"); });
     UntilServiceHasTaken(1);
     client.Destroy();
     EXPECT_EQ(ended.get(), -1);
 
     client.Create();
-    Fault("service.delay", "500");
+    Fault("service.delay", "2000");
     Fault("service.reply.3", "3:42:0");
     EXPECT_EQ(client.PathExists("/dev/mtdblock3"), 42);
     EXPECT_EQ(Calls({"request"}).size(), 2u);

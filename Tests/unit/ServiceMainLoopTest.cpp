@@ -55,7 +55,7 @@ TEST_F(ServiceMainLoop, AReplyThatAnotherThreadTakesBeforeTheLoopRunsIsNotLost)
     DBusClient& client = *DBusClient::Instance();
     const OwnMainLoop own;
     BeforeNextLoopRun([this] {
-        Until([this] { return Calls({"request"}).size() == 1; });
+        ASSERT_TRUE(Soon([this] { return Calls({"request"}).size() == 1; }));
         std::this_thread::sleep_for(std::chrono::milliseconds(50));  // for the rest of the reply's handling
     });
     EXPECT_EQ(client.PathExists("/opt/tv/nothing"), -1);

@@ -34,7 +34,7 @@ class VbsetCommand : public testing::Test {
     VbsetCommand()
     {
         std::string name = testing::TempDir() + "vbset-command-XXXXXX";
-        directory_ = mkdtemp(name.data());
+        directory_ = fs::canonical(mkdtemp(name.data()));
         vbset::Create("tv15", Tv());
         vbset::Create("box15", Box());
     }

@@ -174,8 +174,9 @@ TEST_F(VbsetCommand, ListTellsWhatThePackagedDescriptionsAre)
 TEST_F(VbsetCommand, NewMakesEitherSideAlsoUnderARelativeName)
 {
     const std::string vbset = VBSET_COMMAND;
-    const auto ended = program::Run({"sh", "-c", "cd " + Directory().string() + " && " + vbset + " new tv14 t && " +
-                                                     vbset + " new " + (Box() / "box.toml").string() + " ./b"});
+    const auto ended = program::Run({"sh", "-c", "cd '" + Directory().string() + "' && " + vbset +
+                                                     " new tv14 t && " + vbset + " new '" +
+                                                     (Box() / "box.toml").string() + "' ./b"});
     EXPECT_EQ(ended.status, 0) << ended.errors;
     EXPECT_EQ(Show(Directory() / "t")["description"]["year"], 14);
     EXPECT_EQ(Show(Directory() / "b")["name"], "box15");
