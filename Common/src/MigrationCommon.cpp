@@ -108,7 +108,7 @@ try {
 }
 
 int MigrationCommon::ExecuteUserShell(const char* command, bool bServer)
-try {
+{
     if (bServer) {
         return ExecuteOnServer(command).value_or(-1);
     }
@@ -128,6 +128,4 @@ try {
     const int exitStatus = (status >> 8) & 0xFF;
     LOG_INFO("After Convertions Return val [%d] ", exitStatus);
     return exitStatus;
-} catch (...) {
-    return -1;
 }

@@ -123,11 +123,18 @@ class OutOfMemory : public PictureMemory {
  protected:
     void ExpectNoExceptionOf(const std::function<int()>& operation)
     {
+        ExpectNoExceptionOf(operation, allocation_failure::FailAny);
+        ExpectNoExceptionOf(operation, allocation_failure::FailAnyFrom);
+    }
+
+ private:
+    void ExpectNoExceptionOf(const std::function<int()>& operation, void (*fail)(long nth))
+    {
         for (long nth = 1; nth <= 5000 && !HasFailure(); ++nth) {
             int result = 0;
             bool ranOut = false;
             EXPECT_NO_THROW({
-                allocation_failure::FailAny(nth);
+                fail(nth);
                 result = operation();
                 ranOut = allocation_failure::Stop();
             }) << "allocation " << nth;
